@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAtomicPointer>
 #include <QMap>
 #include <QMutex>
 #include <QObject>
@@ -96,5 +97,5 @@ private:
     CCfgFileParse();
 
     static QMutex s_mutex;
-    static CCfgFileParse* s_instance;
+    static QAtomicPointer<CCfgFileParse> s_instance;
 };

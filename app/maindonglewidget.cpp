@@ -1,0 +1,440 @@
+#include "maindonglewidget.h"
+#include "ui_maindonglewidget.h"
+
+#include <QPoint>
+#include <QSettings>
+#include <QToolButton>
+
+#include "link/cmsg.h"
+#include "log/logmanager.h"
+#include "schema/ccfgfileparse.h"
+#include "schema/ccommand.h"
+#include "schema/cutil.h"
+
+namespace {
+
+const char* const kSourceFile = ".\\maindonglewidget";
+
+// Queries that fill the settings map after every reset of the dongle, in the order they go out.
+const char* const kStartupQueries[] = {
+    "Device Type Get",
+    "Device BD_Address Get",
+    "Device Name Get",
+    "Appearance Get",
+    "Peripheral Preferred Connection Parameters Get",
+    "Get Profile ID",
+    "Get Whitelist",
+};
+
+// Commands that carry the static configuration to the dongle, in the order they go out.
+const char* const kStaticCommands[] = {
+    "L2CAP Parameters Settings",
+    "Data Length Set",
+    "Privacy Set",
+    "Identity Address Set",
+    "Device Name Set",
+    "Appearance Set",
+    "Peripheral Preferred Connection Parameters Set",
+    "Local Irk Set",
+    "Preferred PHY Set",
+    "RF Path Compensation Set",
+    "Set Profile ID",
+    "Set Security Pair Enable",
+};
+
+} // namespace
+
+MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
+    : QWidget(parent)
+    , ui(new Ui::MainDongleWidget)
+    , m_dongleName(name)
+{
+    ui->setupUi(this);
+    m_logger = new LogManager(m_dongleName);
+    m_msg = new CMsg(m_logger);
+    m_config = new QMap<QString, QVariant>;
+
+    ui->splitter->setStretchFactor(0, 7);
+    ui->splitter->setStretchFactor(1, 3);
+    ui->tabWidget->setCurrentIndex(0);
+    onConnectionStatusChanged(false);
+
+    connect(m_msg, &CMsg::sig_rcvCommonMsg, this, &MainDongleWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvL2capMsg, this, &MainDongleWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvGapMsg, this, &MainDongleWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvSmMsg, this, &MainDongleWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvRfuMsg, this, &MainDongleWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvDongleLog, this, &MainDongleWidget::onRcvDongleLog);
+
+    fillProcTable();
+}
+
+MainDongleWidget::~MainDongleWidget()
+{
+    // The port goes before the logger: closing it may still report through the log.
+    delete m_msg;
+    delete m_logger;
+    delete m_config;
+    delete ui;
+}
+
+void MainDongleWidget::fillProcTable()
+{
+    procTable = {
+        {"BB@00@01", &MainDongleWidget::sdkProc},
+        {"CC@00@02", &MainDongleWidget::resetCompleteProc},
+        {"DD@00@03", &MainDongleWidget::deviceTypeProc},
+        {"BB@01@41", &MainDongleWidget::lastSdkProc},
+        {"BB@01@45", &MainDongleWidget::lastSdkProc},
+        {"BB@01@47", &MainDongleWidget::sdkProc},
+        {"DD@01@48", &MainDongleWidget::identityAddressProc},
+        {"BB@01@59", &MainDongleWidget::lastSdkProc},
+        {"BB@01@5B", &MainDongleWidget::sdkProc},
+        {"DD@01@5C", &MainDongleWidget::deviceNameProc},
+        {"BB@01@5D", &MainDongleWidget::lastSdkProc},
+        {"BB@01@5F", &MainDongleWidget::sdkProc},
+        {"DD@01@60", &MainDongleWidget::appearanceProc},
+        {"BB@01@61", &MainDongleWidget::lastSdkProc},
+        {"BB@01@63", &MainDongleWidget::sdkProc},
+        {"DD@01@64", &MainDongleWidget::preferredParametersProc},
+        {"BB@01@65", &MainDongleWidget::lastSdkProc},
+        {"BB@01@67", &MainDongleWidget::lastSdkProc},
+        {"BB@01@69", &MainDongleWidget::sdkProc},
+        {"DD@01@6A", &MainDongleWidget::channelMapSetProc},
+        {"BB@01@6B", &MainDongleWidget::lastSdkProc},
+        {"BB@01@6D", &MainDongleWidget::lastSdkProc},
+        {"BB@02@01", &MainDongleWidget::lastSdkProc},
+        {"BB@02@09", &MainDongleWidget::lastSdkProc},
+        {"BB@04@11", &MainDongleWidget::lastSdkProc},
+        {"BB@05@01", &MainDongleWidget::sdkProc},
+        {"DD@05@02", &MainDongleWidget::profileListProc},
+        {"BB@05@03", &MainDongleWidget::sdkProc},
+        {"DD@05@04", &MainDongleWidget::profileSetProc},
+        {"BB@06@05", &MainDongleWidget::sdkProc},
+        {"BB@06@06", &MainDongleWidget::sdkProc},
+    };
+}
+
+void MainDongleWidget::buildPages()
+{
+    if (m_pagesBuilt)
+        return;
+    ui->splitter->setStretchFactor(0, 7);
+    ui->splitter->setStretchFactor(1, 3);
+    ui->tabWidget->setCurrentIndex(0);
+    onConnectionStatusChanged(false);
+    m_pagesBuilt = true;
+}
+
+void MainDongleWidget::prepareDelete()
+{
+    if (m_msg->isOpen())
+        m_msg->closePort();
+}
+
+void MainDongleWidget::loadConfig(QSettings& settings, const QString& group)
+{
+    settings.beginGroup(group);
+    const QStringList keys = settings.childKeys();
+    for (const QString& key : keys) {
+        QVariant value = settings.value(key);
+        // Unsigned settings are kept as QPoint(x, 0) in the file so that they keep their type.
+        if (value.type() == QVariant::Point)
+            value = QVariant(uint(value.toPoint().x()));
+        m_config->insert(key, value);
+    }
+    settings.endGroup();
+}
+
+void MainDongleWidget::notifySerialPortArrived(const QString& portName)
+{
+    emit sig_SerialPortArrived(portName);
+}
+
+void MainDongleWidget::notifySerialPortRemoved(const QString& portName)
+{
+    emit showThisDongleTab(m_dongleName);
+    emit sig_SerialPortRemoved(portName);
+}
+
+void MainDongleWidget::on_configDongleName(const QString& dongleName)
+{
+    m_dongleName = dongleName;
+    emit updateDongleName(this, dongleName);
+}
+
+void MainDongleWidget::on_toolButton_selectDongle_clicked()
+{
+}
+
+void MainDongleWidget::onRcvMsg(const QByteArray& rcvMsg)
+{
+    if (!CCommand::isInvalidUpLinkMsg(m_logger, rcvMsg))
+        return;
+    const auto handler = procTable.constFind(CCommand::uplinkId(rcvMsg));
+    if (handler != procTable.cend())
+        (this->*handler.value())(rcvMsg);
+}
+
+void MainDongleWidget::onRcvDongleLog(const QByteArray& rcvMsg)
+{
+    m_logger->logDongle(QString::fromUtf8(rcvMsg.mid(5)));
+}
+
+void MainDongleWidget::onConnectionStatusChanged(bool connectionStatus)
+{
+    m_connected = connectionStatus;
+    setToolsEnabled(connectionStatus);
+    if (connectionStatus && !CCommand::sendMsg(m_msg, m_logger, "Reset", {}, {}))
+        CCommand::logSendFailed(m_logger, "Reset");
+}
+
+void MainDongleWidget::setToolsEnabled(bool enabled)
+{
+    const auto buttons = ui->toolBar->findChildren<QToolButton*>();
+    for (QToolButton* button : buttons) {
+        if (button != ui->toolButton_selectDongle)
+            button->setEnabled(enabled);
+    }
+    ui->tabWidget->setEnabled(enabled);
+    ui->tabWidget_log->setEnabled(enabled);
+}
+
+void MainDongleWidget::on_toolButton_reset_clicked()
+{
+    if (!CCommand::sendMsg(m_msg, m_logger, "Reset", {}, {}))
+        CCommand::logSendFailed(m_logger, "Reset");
+}
+
+void MainDongleWidget::on_toolButton_download_clicked()
+{
+    // Only the two chip families whose boot loader the tool knows can take new firmware.
+    if (m_deviceType != 0 && m_deviceType != 1) {
+        m_logger->log("this firmware do not support downloading.", 4);
+        return;
+    }
+    m_downloadStarted = true;
+}
+
+void MainDongleWidget::sdkProc(const QByteArray& frame)
+{
+    CCommand::SDKProc(m_logger, frame);
+}
+
+void MainDongleWidget::lastSdkProc(const QByteArray& frame)
+{
+    CCommand::lastSDKProc(m_logger, frame);
+}
+
+void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
+{
+    CCommand::lastCompleteProc(m_logger, frame);
+    if (frame.size() < 6 || frame.at(5) != 0)
+        return;
+    ui->tabWidget->setCurrentIndex(0);
+    sendStartupSequence();
+}
+
+void MainDongleWidget::sendStartupSequence()
+{
+    m_deviceType = -1;
+    for (const char* name : kStartupQueries) {
+        if (!CCommand::sendMsg(m_msg, m_logger, name, {}, {}))
+            CCommand::logSendFailed(m_logger, name);
+        // The address answer that follows this query is the dongle's own identity.
+        if (qstrcmp(name, "Device BD_Address Get") == 0)
+            m_expectBdAddress = true;
+    }
+}
+
+void MainDongleWidget::deviceTypeProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    const QByteArray type = fields.value("type");
+    if (!type.isEmpty())
+        m_deviceType = quint8(type.at(0));
+}
+
+void MainDongleWidget::identityAddressProc(const QByteArray& frame)
+{
+    if (!m_expectBdAddress)
+        return;
+    m_expectBdAddress = false;
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+
+    QByteArray address = fields.value("identity_addr");
+    std::reverse(address.begin(), address.end());
+    m_config->insert("identity_addr", QString::fromLatin1(address.toHex().toUpper()));
+
+    const QByteArray type = fields.value("identity_addr_type");
+    if (type.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__,
+                                   "MainDongleWidget::identityAddressProc", 4);
+        return;
+    }
+    m_config->insert("identity_addr_type", int(quint8(type.at(0))));
+}
+
+void MainDongleWidget::deviceNameProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+
+    const QString id = CCommand::uplinkId(frame);
+    const QByteArray payload = frame.mid(5);
+    if (payload.isEmpty()) {
+        m_logger->log("Uplink Command: " + id + " is wrong.", 4);
+        return;
+    }
+    if (quint8(payload.at(0)) + 1 != payload.size()) {
+        m_logger->log("uplink msg: " + id + " is wrong.", 4);
+        return;
+    }
+    QByteArray name = payload.mid(1);
+    std::reverse(name.begin(), name.end());
+    m_config->insert("device_name", QString::fromLatin1(name.toHex()));
+}
+
+void MainDongleWidget::appearanceProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    quint64 appearance = 0;
+    CUtil::arrayToValue(0, fields.value("appearance"), appearance);
+    m_config->insert("appearance", QString::number(appearance, 16));
+}
+
+void MainDongleWidget::preferredParametersProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    for (auto field = fields.cbegin(); field != fields.cend(); ++field) {
+        quint64 value = 0;
+        CUtil::arrayToValue(0, field.value(), value);
+        m_config->insert(field.key(), QStringLiteral("%1").arg(value, 4, 16, QLatin1Char('0')));
+    }
+}
+
+void MainDongleWidget::profileListProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+
+    // Each item gets a selection flag in front of its length byte: flag, length, data.
+    const QByteArray items = frame.mid(5);
+    QByteArray profile;
+    for (int at = 0; at < items.size();) {
+        const int length = quint8(items.at(at));
+        profile.append('\0');
+        profile.append(items.mid(at, length + 1));
+        at += length + 1;
+    }
+    m_config->insert("profile", profile);
+}
+
+void MainDongleWidget::channelMapSetProc(const QByteArray& frame)
+{
+    statusResultProc(frame, "MainDongleWidget::channelMapSetProc");
+}
+
+void MainDongleWidget::profileSetProc(const QByteArray& frame)
+{
+    statusResultProc(frame, "MainDongleWidget::profileSetProc");
+}
+
+void MainDongleWidget::statusResultProc(const QByteArray& frame, const char* function)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    const QByteArray status = fields.value("status");
+    if (status.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, function, 4);
+        return;
+    }
+    if (status.at(0) != 0)
+        CCommand::logUplinkResult(m_logger, frame, quint8(status.at(0)));
+}
+
+void MainDongleWidget::on_staticConfigSet()
+{
+    FieldValueMap fields = *m_config;
+
+    // Only the profiles whose selection flag is set go to the dongle, one id byte each.
+    const QByteArray items = fields.value("profile").toByteArray();
+    QByteArray selected;
+    for (int at = 0; at + 2 < items.size();) {
+        const int length = quint8(items.at(at + 1));
+        if (items.at(at) == 1)
+            selected.append(items.at(at + 2));
+        at += length + 2;
+    }
+    fields.insert("profile", selected);
+
+    for (const char* name : kStaticCommands) {
+        if (qstrcmp(name, "Device Name Set") == 0) {
+            sendDeviceName();
+            continue;
+        }
+        if (!CCommand::sendMsg(m_msg, m_logger, name, fields, {}))
+            CCommand::logSendFailed(m_logger, name);
+    }
+}
+
+// The name has a variable length, which the command rows can't express: the frame is built here.
+void MainDongleWidget::sendDeviceName()
+{
+    const QString commandName = "Device Name Set";
+    const QStringList id =
+        CCfgFileParse::instance()->m_downlinkNameToId.value(commandName).split('@');
+    bool moduleOk = false;
+    bool opcodeOk = false;
+    const int module = id.value(0).toInt(&moduleOk, 16);
+    const int opcode = id.value(1).toInt(&opcodeOk, 16);
+
+    QByteArray name;
+    const FieldValueMap value{{"device_name", m_config->value("device_name").toString()}};
+    const bool nameOk = CCommand::appendFieldValue(m_logger, value, CmdField{"device_name", 0, 0, {}}, name);
+    if (!moduleOk || !opcodeOk || !nameOk || name.size() > 0xFF) {
+        m_logger->log("Downlink Command: " + commandName + " send failed.", 4);
+        return;
+    }
+
+    const QByteArray body = char(name.size()) + name;
+    QByteArray frame;
+    frame.append(char(0xAA)).append(char(module)).append(char(opcode));
+    frame.append(CUtil::valueToArray(0, quint64(body.size()), 2)).append(body);
+    if (m_msg->sendMsg(frame) != 0) {
+        m_logger->log("Downlink Command: " + commandName + " send failed.", 4);
+        return;
+    }
+    m_logger->log("Downlink Command Name: " + commandName + "\r\n" + "Raw Data: "
+                      + QString::fromLatin1(frame.toHex()) + "\r\n" + "Field Data: ",
+                  2);
+}
+
+void MainDongleWidget::on_DynamicConfigApply()
+{
+    if (!CCommand::sendMsg(m_msg, m_logger, "Set Security Parameter", *m_config, {}))
+        CCommand::logSendFailed(m_logger, "Set Security Parameter");
+}
+
+// Nothing sends through the controller: pages talk to the codec themselves.
+void MainDongleWidget::on_sendCommand()
+{
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+#include <QVariant>
+#include <QWidget>
+
+class CMsg;
+class LogManager;
+class QSettings;
+
+namespace Ui {
+class MainDongleWidget;
+}
+
+// One dongle: one tab of the main window. Owns the dongle's link, log and settings map,
+// answers the uplinks that concern the dongle as a whole and runs the start-up sequence
+// after every reset.
+class MainDongleWidget : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(MainDongleWidget)
+
+public:
+    MainDongleWidget(QWidget* parent, const QString& name);
+    ~MainDongleWidget() override;
+
+    void buildPages();
+    bool pagesBuilt() const { return m_pagesBuilt; }
+    void prepareDelete();
+    void loadConfig(QSettings& settings, const QString& group);
+    QString dongleName() const { return m_dongleName; }
+    const QMap<QString, QVariant>& config() const { return *m_config; }
+    bool isConnected() const { return m_connected; }
+    CMsg* msg() const { return m_msg; }
+    LogManager* logger() const { return m_logger; }
+
+    void notifySerialPortArrived(const QString& portName);
+    void notifySerialPortRemoved(const QString& portName);
+
+signals:
+    void sig_SerialPortArrived(QString portName);
+    void sig_SerialPortRemoved(QString portName);
+    void showThisDongleTab(QString dongleName);
+    void updateDongleName(MainDongleWidget* widget, QString dongleName);
+
+public slots:
+    void on_configDongleName(const QString& dongleName);
+    void on_toolButton_selectDongle_clicked();
+    void onRcvMsg(const QByteArray& rcvMsg);
+    void onRcvDongleLog(const QByteArray& rcvMsg);
+    void onConnectionStatusChanged(bool connectionStatus);
+    void on_staticConfigSet();
+    void on_DynamicConfigApply();
+    void on_sendCommand();
+
+private slots:
+    void on_toolButton_reset_clicked();
+    void on_toolButton_download_clicked();
+
+private:
+    using Handler = void (MainDongleWidget::*)(const QByteArray&);
+
+    void fillProcTable();
+    void sdkProc(const QByteArray& frame);
+    void lastSdkProc(const QByteArray& frame);
+    void resetCompleteProc(const QByteArray& frame);
+    void deviceTypeProc(const QByteArray& frame);
+    void identityAddressProc(const QByteArray& frame);
+    void deviceNameProc(const QByteArray& frame);
+    void appearanceProc(const QByteArray& frame);
+    void preferredParametersProc(const QByteArray& frame);
+    void profileListProc(const QByteArray& frame);
+    void channelMapSetProc(const QByteArray& frame);
+    void profileSetProc(const QByteArray& frame);
+    void statusResultProc(const QByteArray& frame, const char* function);
+    void sendStartupSequence();
+    void sendDeviceName();
+    void setToolsEnabled(bool enabled);
+
+    Ui::MainDongleWidget* ui;
+    QMap<QString, Handler> procTable;
+    CMsg* m_msg = nullptr;
+    LogManager* m_logger = nullptr;
+    QMap<QString, QVariant>* m_config = nullptr;
+    QString m_dongleName;
+    bool m_connected = false;
+    bool m_downloadStarted = false;
+    bool m_pagesBuilt = false;
+    bool m_expectBdAddress = false;
+    int m_deviceType = -1;
+};

@@ -1,0 +1,277 @@
+#include "cmsg.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <QFile>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include "link/portregistry.h"
+#include "link/serialportthread.h"
+#include "log/logmanager.h"
+
+namespace {
+
+constexpr int HeaderLength = 5;
+
+// Gives the port back to other users: TIOCEXCL outlives our descriptor while the tty does.
+void releasePort(int fd)
+{
+    ::ioctl(fd, TIOCNXCL);
+    ::flock(fd, LOCK_UN);
+    ::close(fd);
+}
+
+} // namespace
+
+CMsg::CMsg(LogManager* logger, QObject* parent)
+    : QObject(parent)
+    , m_portThread(new SerialPortThread(this))
+    , m_logger(logger)
+{
+    connect(m_portThread, &SerialPortThread::sig_rcvCommonMsg, this, &CMsg::sig_rcvCommonMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvGapMsg, this, &CMsg::sig_rcvGapMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvSmMsg, this, &CMsg::sig_rcvSmMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvGattMsg, this, &CMsg::sig_rcvGattMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvL2capMsg, this, &CMsg::sig_rcvL2capMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvRfuMsg, this, &CMsg::sig_rcvRfuMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvBIGCIGMsg, this, &CMsg::sig_rcvBIGCIGMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvDownLoadMsg, this, &CMsg::sig_rcvDownLoadMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvDongleLog, this, &CMsg::sig_rcvDongleLog);
+    connect(m_portThread, &SerialPortThread::sig_rcvLCPMsg, this, &CMsg::on_rcvLCPMsg);
+    connect(m_portThread, &SerialPortThread::sig_rcvIDTMsg, this, &CMsg::on_rcvIDTMsg);
+    connect(m_portThread, &SerialPortThread::sig_log, this, &CMsg::processPortThreadLog);
+}
+
+CMsg::~CMsg()
+{
+    if (m_opened)
+        closePort();
+    delete m_portThread;
+}
+
+int CMsg::openPort(QString portName)
+{
+    if (m_opened) {
+        log(QStringLiteral("CMsg::openPort, serial port has already been opened."), 1);
+        return -1;
+    }
+    m_portName = portName;
+    log(QStringLiteral("open port begin"), 1);
+
+    const QByteArray path = QFile::encodeName(PortRegistry::devicePath(portName));
+    const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return failOpen(QStringLiteral("Create File Error"));
+    // TIOCEXCL alone does not stop root; the lock does, so a port held by another tab fails
+    // here for every user. Lock first so that a refused open never touches the holder's tty.
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        return failOpen(QStringLiteral("Create File Error"));
+    }
+    if (::ioctl(fd, TIOCEXCL) != 0) {
+        releasePort(fd);
+        return failOpen(QStringLiteral("Create File Error"));
+    }
+
+    termios tio {};
+    if (::tcgetattr(fd, &tio) != 0) {
+        releasePort(fd);
+        return failOpen(QStringLiteral("Get Comm State Error"));
+    }
+    ::cfmakeraw(&tio);
+    tio.c_cflag &= ~tcflag_t(CSIZE | PARENB | CSTOPB | CRTSCTS);
+    tio.c_cflag |= CS8 | CLOCAL | CREAD;
+    tio.c_iflag &= ~tcflag_t(IXON | IXOFF | IXANY);
+    tio.c_cc[VMIN] = 0;
+    tio.c_cc[VTIME] = 0;
+    if (::cfsetispeed(&tio, B460800) != 0 || ::cfsetospeed(&tio, B460800) != 0
+        || ::tcsetattr(fd, TCSANOW, &tio) != 0) {
+        releasePort(fd);
+        return failOpen(QStringLiteral("Set Comm State Error"));
+    }
+
+    ::tcflush(fd, TCIOFLUSH);
+
+    m_handle = fd;
+    m_portThread->setHandle(fd);
+    m_portThread->start(QThread::TimeCriticalPriority);
+    log(QStringLiteral("open port finish"), 1);
+
+    m_writeNotifier = new QSocketNotifier(fd, QSocketNotifier::Write, this);
+    m_writeNotifier->setEnabled(false);
+    connect(m_writeNotifier, &QSocketNotifier::activated, this, &CMsg::flushOutput);
+
+    m_sendTimer = new QTimer(this);
+    // A coarse timer may fire early, and the link must never exceed ten frames a second.
+    m_sendTimer->setTimerType(Qt::PreciseTimer);
+    m_sendTimer->setInterval(SendInterval);
+    m_sendTimer->setSingleShot(false);
+    connect(m_sendTimer, &QTimer::timeout, this, &CMsg::onSendTimer);
+    m_sendQueue = std::make_unique<QList<QByteArray>>();
+    m_sendTimer->start();
+    m_opened = true;
+    return 0;
+}
+
+void CMsg::closePort()
+{
+    if (!m_opened) {
+        log(QStringLiteral("CMsg::openPort, serial port has already been closed."), 1);
+        return;
+    }
+    m_portThread->stop();
+    m_opened = false;
+    m_portName.clear();
+    m_portThread->wait();
+    m_portThread->quit();
+
+    delete m_sendTimer;
+    m_sendTimer = nullptr;
+    m_sendQueue.reset();
+    dropOutput();
+
+    releasePort(m_handle);
+    m_handle = -1;
+}
+
+int CMsg::sendMsg(QByteArray msg)
+{
+    unsigned char sum = 0;
+    if (generateCheckSum(msg, &sum) != 0) {
+        log(QStringLiteral("CMsg::sendMsg: generateCheckSum failed."), 1);
+        return -1;
+    }
+    msg.append(char(sum));
+    if (!m_sendQueue) {
+        log(QStringLiteral("CMsg::sendMsg: port has been closed."), 1);
+        return -1;
+    }
+    m_sendQueue->append(msg);
+    return 0;
+}
+
+void CMsg::sendRaw(QByteArray msg)
+{
+    if (m_sendQueue)
+        m_sendQueue->append(msg);
+}
+
+int CMsg::generateCheckSum(QByteArray msg, unsigned char* sum)
+{
+    if (msg.size() < HeaderLength) {
+        log(QStringLiteral("CMsg::generateCheckSum:the lenth of msg is smaller than HEADER_LENTH"), 1);
+        return -1;
+    }
+    unsigned int total = 0;
+    for (const char byte : qAsConst(msg))
+        total += static_cast<unsigned char>(byte);
+    *sum = static_cast<unsigned char>(0u - total);
+    return 0;
+}
+
+QString CMsg::portName() const
+{
+    return m_portName;
+}
+
+bool CMsg::isOpen() const
+{
+    return m_opened;
+}
+
+void CMsg::onSendTimer()
+{
+    if (!m_sendQueue || m_sendQueue->isEmpty())
+        return;
+    const QByteArray frame = m_sendQueue->takeFirst();
+    if (writeFrame(frame) != 0)
+        log(QStringLiteral("Send msg by serial port failed."), 1);
+}
+
+void CMsg::on_rcvLCPMsg(QByteArray msg)
+{
+    emit sig_rcvLCPMsg(msg);
+}
+
+void CMsg::on_rcvIDTMsg(QByteArray msg)
+{
+    emit sig_rcvIDTMsg(msg);
+}
+
+void CMsg::processPortThreadLog(QString text, int level)
+{
+    log(text, level);
+}
+
+void CMsg::log(const QString& text, int level)
+{
+    if (m_logger)
+        m_logger->log(text, level);
+}
+
+int CMsg::failOpen(const QString& text)
+{
+    log(text, 4);
+    m_portName.clear();
+    return -1;
+}
+
+int CMsg::writeFrame(const QByteArray& frame)
+{
+    // Behind bytes still waiting for the driver, the frame waits too: the order on the wire
+    // is the order of the queue.
+    m_pendingOut.append(frame);
+    if (m_pendingOut.size() > frame.size())
+        return 0;
+    const ssize_t written = ::write(m_handle, m_pendingOut.constData(), size_t(m_pendingOut.size()));
+    if (written < 0) {
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            m_writeNotifier->setEnabled(true);
+            return 0;
+        }
+        m_pendingOut.clear();
+        log(QStringLiteral("GetLastError() != ERROR_IO_PENDING"), 4);
+        return -1;
+    }
+    m_written = written;
+    m_pendingOut.remove(0, int(written));
+    m_writeNotifier->setEnabled(!m_pendingOut.isEmpty());
+    return 0;
+}
+
+void CMsg::flushOutput()
+{
+    if (m_handle < 0 || m_pendingOut.isEmpty()) {
+        if (m_writeNotifier)
+            m_writeNotifier->setEnabled(false);
+        return;
+    }
+    const ssize_t written = ::write(m_handle, m_pendingOut.constData(), size_t(m_pendingOut.size()));
+    if (written < 0) {
+        if (errno == EAGAIN || errno == EWOULDBLOCK)
+            return;
+        m_pendingOut.clear();
+        m_writeNotifier->setEnabled(false);
+        log(QStringLiteral("GetLastError() != ERROR_IO_PENDING"), 4);
+        log(QStringLiteral("Send msg by serial port failed."), 1);
+        return;
+    }
+    m_written = written;
+    m_pendingOut.remove(0, int(written));
+    if (m_pendingOut.isEmpty())
+        m_writeNotifier->setEnabled(false);
+}
+
+void CMsg::dropOutput()
+{
+    m_pendingOut.clear();
+    delete m_writeNotifier;
+    m_writeNotifier = nullptr;
+}

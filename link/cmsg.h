@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+class LogManager;
+class QSocketNotifier;
+class QTimer;
+class SerialPortThread;
+
+// The serial port of one dongle: opens and closes it, paces downlink frames one per 100 ms tick,
+// and re-emits the receive thread's uplink frames on the GUI thread.
+class CMsg : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(CMsg)
+
+public:
+    static constexpr int SendInterval = 100;
+
+    // The logger is not owned and may be null.
+    explicit CMsg(LogManager* logger, QObject* parent = nullptr);
+    ~CMsg() override;
+
+    int openPort(QString portName);
+    void closePort();
+    // Takes a frame without checksum, adds it and queues the frame.
+    int sendMsg(QByteArray msg);
+    // Queues bytes that carry their own checksum, such as the firmware loader's frames.
+    void sendRaw(QByteArray msg);
+    int generateCheckSum(QByteArray msg, unsigned char* sum);
+    QString portName() const;
+    bool isOpen() const;
+
+signals:
+    void sig_rcvCommonMsg(QByteArray msg);
+    void sig_rcvGapMsg(QByteArray msg);
+    void sig_rcvSmMsg(QByteArray msg);
+    void sig_rcvGattMsg(QByteArray msg);
+    void sig_rcvL2capMsg(QByteArray msg);
+    void sig_rcvRfuMsg(QByteArray msg);
+    void sig_rcvBIGCIGMsg(QByteArray msg);
+    void sig_rcvDownLoadMsg(QByteArray msg);
+    void sig_rcvDongleLog(QByteArray msg);
+    void sig_rcvLCPMsg(QByteArray msg);
+    void sig_rcvIDTMsg(QByteArray msg);
+    void sig_portThreadInit(QString portName);
+    void sig_portThreadReset();
+    void sig_portThreadSendData(QByteArray msg);
+    void sig_portThreadStart();
+
+public slots:
+    void onSendTimer();
+    void on_rcvLCPMsg(QByteArray msg);
+    void on_rcvIDTMsg(QByteArray msg);
+    void processPortThreadLog(QString text, int level);
+
+private:
+    void log(const QString& text, int level);
+    int failOpen(const QString& text);
+    int writeFrame(const QByteArray& frame);
+    void flushOutput();
+    void dropOutput();
+
+    SerialPortThread* m_portThread = nullptr;
+    bool m_opened = false;
+    QString m_portName;
+    LogManager* m_logger = nullptr;
+    int m_handle = -1;
+    QTimer* m_sendTimer = nullptr;
+    // Exists only while the port is open: a null queue is how sendMsg knows the port is shut.
+    std::unique_ptr<QList<QByteArray>> m_sendQueue;
+    qint64 m_written = 0;
+    // Bytes of frames already taken off the queue that the driver could not take yet. They go
+    // out when the port is writable, before the next frame, like a pending overlapped write.
+    QByteArray m_pendingOut;
+    QSocketNotifier* m_writeNotifier = nullptr;
+};

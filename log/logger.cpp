@@ -1,0 +1,238 @@
+#include "logger.h"
+
+#include <limits>
+
+#include <QDateTime>
+#include <QDebug>
+#include <QTime>
+
+namespace {
+
+inline void putTwo(QChar*& out, int value)
+{
+    *out++ = QLatin1Char(char('0' + value / 10));
+    *out++ = QLatin1Char(char('0' + value % 10));
+}
+
+const char* fileTag(int level)
+{
+    switch (level) {
+    case 4: return ": [ERROR]";
+    case 3: return ": [WARN]";
+    case 2: return ": [INFO]";
+    case 1: return ": [DEBUG]";
+    default: return ": [DONGLE]";
+    }
+}
+
+} // namespace
+
+// Hot path of a fast stream of uplinks. Local time costs a time-zone check (a stat of
+// /etc/localtime) per call, so it is taken once per second of the epoch, and the digits are
+// written by hand; a cache per thread keeps writers on other threads apart.
+QString logTimeStamp()
+{
+    struct SecondCache
+    {
+        qint64 second = std::numeric_limits<qint64>::min();
+        QChar digits[9];
+    };
+    thread_local SecondCache cache;
+
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    qint64 second = now / 1000;
+    int ms = int(now % 1000);
+    if (ms < 0) {
+        ms += 1000;
+        --second;
+    }
+    if (second != cache.second) {
+        const QTime local = QDateTime::fromMSecsSinceEpoch(second * 1000).time();
+        QChar* out = cache.digits;
+        putTwo(out, local.hour());
+        *out++ = QLatin1Char(':');
+        putTwo(out, local.minute());
+        *out++ = QLatin1Char(':');
+        putTwo(out, local.second());
+        *out++ = QLatin1Char(':');
+        cache.second = second;
+    }
+
+    QString stamp(12, Qt::Uninitialized);
+    QChar* out = stamp.data();
+    for (const QChar digit : cache.digits)
+        *out++ = digit;
+    *out++ = QLatin1Char(char('0' + ms / 100));
+    putTwo(out, ms % 100);
+    return stamp;
+}
+
+Logger::Logger(const QString& name, int level, int kind, QObject* parent)
+    : QObject(parent)
+    , m_name(name)
+    , m_level(level)
+    , m_kind(kind)
+{
+}
+
+QString Logger::name() const
+{
+    return m_name;
+}
+
+int Logger::level() const
+{
+    return m_level;
+}
+
+int Logger::kind() const
+{
+    return m_kind;
+}
+
+bool Logger::operator==(const Logger& other) const
+{
+    return m_name == other.m_name;
+}
+
+bool Logger::operator!=(const Logger& other) const
+{
+    return !(*this == other);
+}
+
+DummyLogger::DummyLogger(QObject* parent)
+    : Logger(QStringLiteral("dummy"), 4, 0, parent)
+{
+}
+
+void DummyLogger::write(QString, int)
+{
+}
+
+void DummyLogger::clear()
+{
+}
+
+StandradOutLogger::StandradOutLogger(QObject* parent)
+    : Logger(QStringLiteral("mainConsole"), 3, 1, parent)
+{
+}
+
+void StandradOutLogger::write(QString text, int)
+{
+    qDebug().noquote() << text;
+}
+
+void StandradOutLogger::clear()
+{
+}
+
+TextBrowserLogger::TextBrowserLogger(const QString& name, QObject* textBrowser, QObject* parent)
+    : Logger(name, 2, 2, parent)
+    , m_textBrowser(textBrowser)
+{
+    if (textBrowser) {
+        connect(this, SIGNAL(sig_append(QString)), textBrowser, SLOT(append(QString)),
+                Qt::QueuedConnection);
+        connect(this, SIGNAL(sig_clear()), textBrowser, SLOT(clear()), Qt::QueuedConnection);
+    }
+}
+
+QString TextBrowserLogger::formatLine(const QString& time, QString text, int level)
+{
+    text.replace(QLatin1String("\r\n"), QLatin1String("<br>"));
+    switch (level) {
+    case 4:
+        return QLatin1String("<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> ") + time
+            + QLatin1String(" - [ERROR] - ") + text + QLatin1String(" </span><br>");
+    case 3:
+        return QLatin1String("<img src=\":/icons/warning\"/><span style=\"color:#ff9900;\"> ") + time
+            + QLatin1String(" - [WARN] - ") + text + QLatin1String(" </span><br>");
+    case 2:
+        return QLatin1String("<img src=\":/icons/info\"/><span style=\"color:#000000;\"> ") + time
+            + QLatin1String(" - [INFO] - ") + text + QLatin1String(" </span><br>");
+    default:
+        return QLatin1String("<span>") + time + QLatin1String(" - ") + text + QLatin1String("</span>");
+    }
+}
+
+void TextBrowserLogger::write(QString text, int level)
+{
+    if (text.isEmpty())
+        return;
+    emit sig_append(formatLine(logTimeStamp(), std::move(text), level));
+}
+
+void TextBrowserLogger::clear()
+{
+    emit sig_clear();
+}
+
+FileLogger::FileLogger(QObject* parent)
+    : Logger(QStringLiteral("file_logger"), 1, 3, parent)
+{
+    // Reserved so that emptying the buffer after a flush keeps its memory.
+    m_buffer.reserve(2 * BufferSize);
+    connect(this, &FileLogger::sig_append, this, &FileLogger::fileAppend, Qt::QueuedConnection);
+    connect(this, &FileLogger::sig_clear, this, &FileLogger::fileClear, Qt::QueuedConnection);
+}
+
+FileLogger::~FileLogger()
+{
+    m_file.close();
+}
+
+void FileLogger::write(QString text, int level)
+{
+    if (text.isEmpty())
+        return;
+    const char* tag = fileTag(level);
+    QString line;
+    line.reserve(12 + int(qstrlen(tag)) + text.size() + 2);
+    line += logTimeStamp();
+    line += QLatin1String(tag);
+    line += text;
+    line += QLatin1String("\r\n");
+    emit sig_append(line);
+}
+
+void FileLogger::clear()
+{
+    emit sig_clear();
+}
+
+void FileLogger::flushFile()
+{
+    if (m_buffer.isEmpty())
+        return;
+    m_file.write(m_buffer);
+    m_file.flush();
+    m_buffer.resize(0);
+}
+
+void FileLogger::setFileName(QString path)
+{
+    m_fileName = path;
+    if (m_file.isOpen())
+        m_file.close();
+    m_file.setFileName(path);
+    if (!m_file.open(QIODevice::ReadWrite | QIODevice::Append))
+        qWarning().noquote() << "cannot open log file" << path << ":" << m_file.errorString();
+}
+
+QString FileLogger::fileName() const
+{
+    return m_fileName;
+}
+
+void FileLogger::fileAppend(QString outMsg)
+{
+    m_buffer += outMsg.toUtf8();
+    if (m_buffer.size() >= BufferSize)
+        flushFile();
+}
+
+void FileLogger::fileClear()
+{
+    flushFile();
+}

@@ -1,0 +1,264 @@
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QtTest>
+
+#include "app/maindonglewidget.h"
+#include "capturelogger.h"
+#include "link/cmsg.h"
+#include "log/logmanager.h"
+#include "ptypair.h"
+
+class TestMainDongleWidget : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void startupSequenceFollowsResetCompletion_data();
+    void startupSequenceFollowsResetCompletion();
+    void answersFillSettingsMap_data();
+    void answersFillSettingsMap();
+    void laterAddressAnswerIsIgnored();
+    void malformedDeviceNameIsReported_data();
+    void malformedDeviceNameIsReported();
+    void downloadNeedsKnownDeviceType_data();
+    void downloadNeedsKnownDeviceType();
+    void connectionStateDrivesTools();
+    void staticConfigurationFrames();
+    void loadConfigRestoresUnsignedValues();
+
+private:
+    // Hands a frame to the controller as the port would: on the signal of its module.
+    void receive(const QByteArray& frame);
+    QStringList sentCommandNames() const;
+
+    MainDongleWidget* m_widget = nullptr;
+    CaptureLogger* m_log = nullptr;
+};
+
+void TestMainDongleWidget::init()
+{
+    m_widget = new MainDongleWidget(nullptr, "DongleTest");
+    m_log = new CaptureLogger;
+    m_widget->logger()->addLogger(m_log);
+}
+
+void TestMainDongleWidget::cleanup()
+{
+    delete m_widget;
+    m_widget = nullptr;
+}
+
+void TestMainDongleWidget::receive(const QByteArray& frame)
+{
+    CMsg* msg = m_widget->msg();
+    switch (frame.at(1)) {
+    case 0:
+        emit msg->sig_rcvCommonMsg(frame);
+        break;
+    case 1:
+        emit msg->sig_rcvGapMsg(frame);
+        break;
+    default:
+        emit msg->sig_rcvRfuMsg(frame);
+        break;
+    }
+}
+
+QStringList TestMainDongleWidget::sentCommandNames() const
+{
+    QStringList names;
+    const QString prefix = "Downlink Command Name: ";
+    for (const QString& text : m_log->texts()) {
+        if (text.startsWith(prefix))
+            names.append(text.mid(prefix.size()).section("\r\n", 0, 0));
+    }
+    return names;
+}
+
+void TestMainDongleWidget::startupSequenceFollowsResetCompletion_data()
+{
+    QTest::addColumn<QByteArray>("completion");
+    QTest::addColumn<QStringList>("sent");
+
+    QTest::newRow("status 0 runs the seven queries")
+        << QByteArray::fromHex("cc0002010000")
+        << QStringList{"Device Type Get", "Device BD_Address Get", "Device Name Get",
+                       "Appearance Get", "Peripheral Preferred Connection Parameters Get",
+                       "Get Profile ID", "Get Whitelist"};
+    QTest::newRow("a failed reset sends nothing") << QByteArray::fromHex("cc0002010045")
+                                                  << QStringList{};
+    QTest::newRow("a completion without status sends nothing")
+        << QByteArray::fromHex("cc00020000") << QStringList{};
+}
+
+void TestMainDongleWidget::startupSequenceFollowsResetCompletion()
+{
+    QFETCH(QByteArray, completion);
+    QFETCH(QStringList, sent);
+
+    receive(completion);
+    QCOMPARE(sentCommandNames(), sent);
+}
+
+void TestMainDongleWidget::answersFillSettingsMap_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<QVariantMap>("expected");
+
+    QTest::newRow("identity address, reversed into display order")
+        << QByteArray::fromHex("dd01480700ffeeddccbbaa01")
+        << QVariantMap{{"identity_addr", "AABBCCDDEEFF"}, {"identity_addr_type", 1}};
+    QTest::newRow("device name, kept as hex of the reversed bytes")
+        << QByteArray::fromHex("dd015c040003616263")
+        << QVariantMap{{"device_name", "636261"}};
+    QTest::newRow("appearance, unpadded lower-case hex")
+        << QByteArray::fromHex("dd016002004103") << QVariantMap{{"appearance", "341"}};
+    QTest::newRow("preferred parameters, four hex digits each")
+        << QByteArray::fromHex("dd0164080006000c000000c800")
+        << QVariantMap{{"per_interval_min", "0006"},
+                       {"per_interval_max", "000c"},
+                       {"per_conn_latency", "0000"},
+                       {"per_supervision_timeout", "00c8"}};
+    QTest::newRow("profiles get a cleared selection flag each")
+        << QByteArray::fromHex("dd0502050002112201ff")
+        << QVariantMap{{"profile", QByteArray::fromHex("0002112200" "01ff")}};
+}
+
+void TestMainDongleWidget::answersFillSettingsMap()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(QVariantMap, expected);
+
+    receive(QByteArray::fromHex("cc0002010000"));
+    receive(frame);
+    for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        QCOMPARE(m_widget->config().value(it.key()), it.value());
+}
+
+void TestMainDongleWidget::laterAddressAnswerIsIgnored()
+{
+    receive(QByteArray::fromHex("cc0002010000"));
+    receive(QByteArray::fromHex("dd01480700665544332211" "00"));
+    receive(QByteArray::fromHex("dd01480700ffeeddccbbaa" "01"));
+    QCOMPARE(m_widget->config().value("identity_addr").toString(), QString("112233445566"));
+    QCOMPARE(m_widget->config().value("identity_addr_type").toInt(), 0);
+}
+
+void TestMainDongleWidget::malformedDeviceNameIsReported_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("empty payload") << QByteArray::fromHex("dd015c0000")
+                                   << "Uplink Command: DD@01@5C is wrong.";
+    QTest::newRow("length byte too large") << QByteArray::fromHex("dd015c0300056162")
+                                           << "uplink msg: DD@01@5C is wrong.";
+    QTest::newRow("length byte too small") << QByteArray::fromHex("dd015c0300016162")
+                                           << "uplink msg: DD@01@5C is wrong.";
+}
+
+void TestMainDongleWidget::malformedDeviceNameIsReported()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(QString, message);
+
+    receive(frame);
+    QVERIFY2(m_log->contains(message, 4), qPrintable(m_log->texts().join('\n')));
+    QVERIFY(!m_widget->config().contains("device_name"));
+}
+
+void TestMainDongleWidget::downloadNeedsKnownDeviceType_data()
+{
+    QTest::addColumn<QByteArray>("typeAnswer");
+    QTest::addColumn<bool>("refused");
+
+    QTest::newRow("never answered") << QByteArray() << true;
+    QTest::newRow("type 0") << QByteArray::fromHex("dd0003010000") << false;
+    QTest::newRow("type 1") << QByteArray::fromHex("dd0003010001") << false;
+    QTest::newRow("type 2") << QByteArray::fromHex("dd0003010002") << true;
+}
+
+void TestMainDongleWidget::downloadNeedsKnownDeviceType()
+{
+    QFETCH(QByteArray, typeAnswer);
+    QFETCH(bool, refused);
+
+    if (!typeAnswer.isEmpty())
+        receive(typeAnswer);
+    m_widget->onConnectionStatusChanged(true);
+    auto* download = m_widget->findChild<QToolButton*>("toolButton_download");
+    QVERIFY(download);
+    download->click();
+    QCOMPARE(m_log->contains("this firmware do not support downloading.", 4), refused);
+}
+
+void TestMainDongleWidget::connectionStateDrivesTools()
+{
+    const auto buttons = m_widget->findChildren<QToolButton*>(QRegularExpression("^toolButton_"));
+    QCOMPARE(buttons.size(), 11);
+
+    for (bool connected : {true, false}) {
+        m_widget->onConnectionStatusChanged(connected);
+        for (QToolButton* button : buttons) {
+            const bool alwaysOn = button->objectName() == "toolButton_selectDongle";
+            QCOMPARE(button->isEnabled(), alwaysOn || connected);
+        }
+    }
+    QVERIFY(sentCommandNames().contains("Reset"));
+}
+
+void TestMainDongleWidget::staticConfigurationFrames()
+{
+    PtyPair pty;
+    QVERIFY(pty.isValid());
+    QCOMPARE(m_widget->msg()->openPort(pty.portName()), 0);
+
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath("seed.ini"), QSettings::IniFormat);
+    settings.beginGroup("seed");
+    // device_name holds the name's bytes last to first; profile items are flag, length, data.
+    settings.setValue("device_name", "636261");
+    settings.setValue("profile", QByteArray::fromHex("010111" "000122" "01023344"));
+    settings.endGroup();
+    m_widget->loadConfig(settings, "seed");
+
+    m_widget->on_staticConfigSet();
+    QVERIFY(sentCommandNames().contains("Device Name Set"));
+
+    // One frame leaves every 100 ms; wait for the name frame: AA 01 59, body length 4, "abc".
+    const QByteArray nameFrame = QByteArray::fromHex("aa0159040003616263cf");
+    QByteArray wire;
+    QTRY_VERIFY_WITH_TIMEOUT((wire += pty.readAll()).contains(nameFrame), 5000);
+    m_widget->msg()->closePort();
+
+    const QString profileLine = "Downlink Command Name: Set Profile ID";
+    const auto lines = m_log->texts();
+    const auto profile = std::find_if(lines.cbegin(), lines.cend(), [&](const QString& text) {
+        return text.startsWith(profileLine);
+    });
+    QVERIFY(profile != lines.cend());
+    QVERIFY2(profile->contains("Raw Data: aa050302001133"), qPrintable(*profile));
+}
+
+void TestMainDongleWidget::loadConfigRestoresUnsignedValues()
+{
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath("config.ini"), QSettings::IniFormat);
+    settings.beginGroup("DongleTest");
+    settings.setValue("scan_interval", QPoint(4096, 0));
+    settings.setValue("device_name", "41");
+    settings.endGroup();
+
+    m_widget->loadConfig(settings, "DongleTest");
+    const QVariant interval = m_widget->config().value("scan_interval");
+    QCOMPARE(interval.type(), QVariant::UInt);
+    QCOMPARE(interval.toUInt(), 4096u);
+    QCOMPARE(m_widget->config().value("device_name").toString(), QString("41"));
+}
+
+QTEST_MAIN(TestMainDongleWidget)
+#include "tst_maindonglewidget.moc"
