@@ -5,6 +5,7 @@
 #include <QSettings>
 #include <QToolButton>
 
+#include "app/cselectdongledlg.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 #include "schema/ccfgfileparse.h"
@@ -165,6 +166,12 @@ void MainDongleWidget::on_configDongleName(const QString& dongleName)
 
 void MainDongleWidget::on_toolButton_selectDongle_clicked()
 {
+    if (!m_selectDialog) {
+        m_selectDialog = new CSelectDongleDialog(m_msg, m_logger, this);
+        connect(m_selectDialog, &CSelectDongleDialog::sig_connectionStatusChanged, this,
+                &MainDongleWidget::onConnectionStatusChanged);
+    }
+    m_selectDialog->exec();
 }
 
 void MainDongleWidget::onRcvMsg(const QByteArray& rcvMsg)

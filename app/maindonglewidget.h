@@ -6,6 +6,7 @@
 #include <QWidget>
 
 class CMsg;
+class CSelectDongleDialog;
 class LogManager;
 class QSettings;
 
@@ -80,6 +81,7 @@ private:
 
     Ui::MainDongleWidget* ui;
     QMap<QString, Handler> procTable;
+    CSelectDongleDialog* m_selectDialog = nullptr;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
     QMap<QString, QVariant>* m_config = nullptr;

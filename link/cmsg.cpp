@@ -2,31 +2,18 @@
 
 #include <cerrno>
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <QFile>
 #include <QSocketNotifier>
 #include <QTimer>
 
-#include "link/portregistry.h"
+#include "link/serialdevice.h"
 #include "link/serialportthread.h"
 #include "log/logmanager.h"
 
 namespace {
 
 constexpr int HeaderLength = 5;
-
-// Gives the port back to other users: TIOCEXCL outlives our descriptor while the tty does.
-void releasePort(int fd)
-{
-    ::ioctl(fd, TIOCNXCL);
-    ::flock(fd, LOCK_UN);
-    ::close(fd);
-}
 
 } // namespace
 
@@ -65,39 +52,10 @@ int CMsg::openPort(QString portName)
     m_portName = portName;
     log(QStringLiteral("open port begin"), 1);
 
-    const QByteArray path = QFile::encodeName(PortRegistry::devicePath(portName));
-    const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    QString failure;
+    const int fd = SerialDevice::open(portName, &failure);
     if (fd < 0)
-        return failOpen(QStringLiteral("Create File Error"));
-    // TIOCEXCL alone does not stop root; the lock does, so a port held by another tab fails
-    // here for every user. Lock first so that a refused open never touches the holder's tty.
-    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        ::close(fd);
-        return failOpen(QStringLiteral("Create File Error"));
-    }
-    if (::ioctl(fd, TIOCEXCL) != 0) {
-        releasePort(fd);
-        return failOpen(QStringLiteral("Create File Error"));
-    }
-
-    termios tio {};
-    if (::tcgetattr(fd, &tio) != 0) {
-        releasePort(fd);
-        return failOpen(QStringLiteral("Get Comm State Error"));
-    }
-    ::cfmakeraw(&tio);
-    tio.c_cflag &= ~tcflag_t(CSIZE | PARENB | CSTOPB | CRTSCTS);
-    tio.c_cflag |= CS8 | CLOCAL | CREAD;
-    tio.c_iflag &= ~tcflag_t(IXON | IXOFF | IXANY);
-    tio.c_cc[VMIN] = 0;
-    tio.c_cc[VTIME] = 0;
-    if (::cfsetispeed(&tio, B460800) != 0 || ::cfsetospeed(&tio, B460800) != 0
-        || ::tcsetattr(fd, TCSANOW, &tio) != 0) {
-        releasePort(fd);
-        return failOpen(QStringLiteral("Set Comm State Error"));
-    }
-
-    ::tcflush(fd, TCIOFLUSH);
+        return failOpen(failure);
 
     m_handle = fd;
     m_portThread->setHandle(fd);
@@ -137,7 +95,7 @@ void CMsg::closePort()
     m_sendQueue.reset();
     dropOutput();
 
-    releasePort(m_handle);
+    SerialDevice::release(m_handle);
     m_handle = -1;
 }
 

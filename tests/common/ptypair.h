@@ -12,18 +12,20 @@
 
 // A pseudo-terminal whose slave is published as a port named `portName` in a private port
 // folder ($TARVINE_SIM_DIR), so that the tool opens it like a dongle; the test holds the master.
+// Further pairs can join the folder of a first one.
 class PtyPair
 {
 public:
-    explicit PtyPair(const QString& portName = "ttyTEST0")
+    explicit PtyPair(const QString& portName = "ttyTEST0", const PtyPair* sameFolderAs = nullptr)
         : m_portName(portName)
+        , m_folderPath(sameFolderAs ? sameFolderAs->folder() : m_folder.path())
     {
         m_master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
         if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0)
             return;
         m_slavePath = QString::fromLocal8Bit(ptsname(m_master));
-        QFile::link(m_slavePath, m_folder.filePath(portName));
-        qputenv("TARVINE_SIM_DIR", QFile::encodeName(m_folder.path()));
+        QFile::link(m_slavePath, QDir(m_folderPath).filePath(portName));
+        qputenv("TARVINE_SIM_DIR", QFile::encodeName(m_folderPath));
     }
 
     ~PtyPair()
@@ -34,7 +36,7 @@ public:
 
     bool isValid() const { return m_master >= 0 && !m_slavePath.isEmpty(); }
     QString portName() const { return m_portName; }
-    QString folder() const { return m_folder.path(); }
+    QString folder() const { return m_folderPath; }
 
     // Everything the tool has written so far.
     QByteArray readAll()
@@ -58,6 +60,7 @@ public:
 private:
     QString m_portName;
     QTemporaryDir m_folder;
+    QString m_folderPath;
     QString m_slavePath;
     int m_master = -1;
 };
