@@ -3,10 +3,16 @@
 
 #include <QPoint>
 #include <QSettings>
+#include <QTextBrowser>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #include "app/cselectdongledlg.h"
+#include "app/flat/cflatmessage.h"
+#include "link/cheartbeat.h"
 #include "link/cmsg.h"
+#include "log/clogwidget.h"
+#include "log/logger.h"
 #include "log/logmanager.h"
 #include "schema/ccfgfileparse.h"
 #include "schema/ccommand.h"
@@ -54,6 +60,8 @@ MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
     m_logger = new LogManager(m_dongleName);
     m_msg = new CMsg(m_logger);
     m_config = new QMap<QString, QVariant>;
+    m_heartBeat = new CHeartBeat(m_msg, m_logger, 1000);
+    connect(m_heartBeat, &CHeartBeat::dead, this, &MainDongleWidget::on_deviceDead);
 
     ui->splitter->setStretchFactor(0, 7);
     ui->splitter->setStretchFactor(1, 3);
@@ -73,6 +81,7 @@ MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
 MainDongleWidget::~MainDongleWidget()
 {
     // The port goes before the logger: closing it may still report through the log.
+    delete m_heartBeat;
     delete m_msg;
     delete m_logger;
     delete m_config;
@@ -124,6 +133,19 @@ void MainDongleWidget::buildPages()
     ui->splitter->setStretchFactor(1, 3);
     ui->tabWidget->setCurrentIndex(0);
     onConnectionStatusChanged(false);
+
+    m_toolLogWidget = new CLogWidget(m_msg, m_logger, 0);
+    m_toolLogWidget->setTitle("Tool Log");
+    m_dongleLogWidget = new CLogWidget(m_msg, m_logger, 1);
+    m_dongleLogWidget->setTitle("Dongle Log");
+    m_logger->addLogger(new TextBrowserLogger("main_logger", m_toolLogWidget->textBrowser()));
+    m_logger->setMainLogger("main_logger");
+    m_logger->addDongleLogger(
+        new TextBrowserLogger("dongle_text_browser_logger", m_dongleLogWidget->textBrowser()));
+    ui->tabToolLog->layout()->addWidget(m_toolLogWidget);
+    ui->tabDongleLog->layout()->addWidget(m_dongleLogWidget);
+    // Stretch factors share only the space left over by size hints: start at 7:3 outright.
+    ui->splitter->setSizes({7000, 3000});
     m_pagesBuilt = true;
 }
 
@@ -131,6 +153,7 @@ void MainDongleWidget::prepareDelete()
 {
     if (m_msg->isOpen())
         m_msg->closePort();
+    m_heartBeat->stop();
 }
 
 void MainDongleWidget::loadConfig(QSettings& settings, const QString& group)
@@ -192,8 +215,22 @@ void MainDongleWidget::onConnectionStatusChanged(bool connectionStatus)
 {
     m_connected = connectionStatus;
     setToolsEnabled(connectionStatus);
-    if (connectionStatus && !CCommand::sendMsg(m_msg, m_logger, "Reset", {}, {}))
+    if (!connectionStatus) {
+        m_heartBeat->stop();
+        return;
+    }
+    m_heartBeat->restart();
+    if (!CCommand::sendMsg(m_msg, m_logger, "Reset", {}, {}))
         CCommand::logSendFailed(m_logger, "Reset");
+}
+
+// The port stays open and the heartbeat stopped: the user recovers with Reset or a reconnect.
+void MainDongleWidget::on_deviceDead()
+{
+    emit showThisDongleTab(m_dongleName);
+    CFlatMessage::information(this, m_dongleName + ": Firmware Error",
+                              "Some Error happened on Firmware!\r\nPlease Press Reset Button on the Dongle.");
+    m_logger->log("Firmware Error", 4);
 }
 
 void MainDongleWidget::setToolsEnabled(bool enabled)
@@ -239,6 +276,8 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
     if (frame.size() < 6 || frame.at(5) != 0)
         return;
     ui->tabWidget->setCurrentIndex(0);
+    if (!m_downloadStarted)
+        m_heartBeat->restart();
     sendStartupSequence();
 }
 

@@ -5,6 +5,8 @@
 #include <QVariant>
 #include <QWidget>
 
+class CHeartBeat;
+class CLogWidget;
 class CMsg;
 class CSelectDongleDialog;
 class LogManager;
@@ -54,6 +56,7 @@ public slots:
     void on_staticConfigSet();
     void on_DynamicConfigApply();
     void on_sendCommand();
+    void on_deviceDead();
 
 private slots:
     void on_toolButton_reset_clicked();
@@ -82,6 +85,9 @@ private:
     Ui::MainDongleWidget* ui;
     QMap<QString, Handler> procTable;
     CSelectDongleDialog* m_selectDialog = nullptr;
+    CLogWidget* m_toolLogWidget = nullptr;
+    CLogWidget* m_dongleLogWidget = nullptr;
+    CHeartBeat* m_heartBeat = nullptr;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
     QMap<QString, QVariant>* m_config = nullptr;

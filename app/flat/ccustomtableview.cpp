@@ -1,0 +1,8 @@
+#include "ccustomtableview.h"
+
+CCustomTableView::CCustomTableView(QWidget* parent)
+    : TFlatScrollArea<QTableView>(parent)
+{
+}
+
+CCustomTableView::~CCustomTableView() = default;

@@ -1,0 +1,81 @@
+#include "commandtable.h"
+
+#include <QFile>
+#include <QXmlStreamReader>
+
+static void initSimResources()
+{
+    Q_INIT_RESOURCE(sim);
+}
+
+int SimCommandTable::Command::fixedPayloadLength() const
+{
+    int end = 4;
+    for (const Field& field : fields) {
+        if (field.length == 0)
+            return -1;
+        end = qMax(end, field.index + field.length);
+    }
+    return end - 4;
+}
+
+const SimCommandTable& SimCommandTable::instance()
+{
+    static const SimCommandTable table;
+    return table;
+}
+
+SimCommandTable::SimCommandTable()
+{
+    initSimResources();
+    m_downlinks = load(QStringLiteral(":/sim/conf/down_link_command.xml"));
+    m_uplinks = load(QStringLiteral(":/sim/conf/up_link_command.xml"));
+    for (auto it = m_downlinks.cbegin(); it != m_downlinks.cend(); ++it)
+        m_downlinkIdByName.insert(it->name, it.key());
+}
+
+QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& path)
+{
+    QHash<QString, Command> commands;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return commands;
+    QXmlStreamReader xml(&file);
+    Command current;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement() && xml.name() == QLatin1String("command")) {
+            current = Command();
+            current.name = xml.attributes().value(QLatin1String("name")).toString();
+            current.id = xml.attributes().value(QLatin1String("ID")).toString().toUpper();
+        } else if (xml.isStartElement() && xml.name() == QLatin1String("field")) {
+            Field field;
+            field.key = xml.attributes().value(QLatin1String("key")).toString();
+            field.index = xml.attributes().value(QLatin1String("index")).toInt();
+            field.length = xml.attributes().value(QLatin1String("length")).toInt();
+            current.fields.append(field);
+        } else if (xml.isEndElement() && xml.name() == QLatin1String("command")) {
+            // The first row of an id wins: later rows of the same id describe the same frame.
+            if (!commands.contains(current.id))
+                commands.insert(current.id, current);
+        }
+    }
+    return commands;
+}
+
+const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) const
+{
+    const auto it = m_downlinks.constFind(id);
+    return it == m_downlinks.cend() ? nullptr : &it.value();
+}
+
+const SimCommandTable::Command* SimCommandTable::downlinkByName(const QString& name) const
+{
+    return downlink(m_downlinkIdByName.value(name));
+}
+
+const SimCommandTable::Command* SimCommandTable::uplink(const QString& id) const
+{
+    const auto it = m_uplinks.constFind(id);
+    return it == m_uplinks.cend() ? nullptr : &it.value();
+}

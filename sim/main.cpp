@@ -1,0 +1,105 @@
+#include <csignal>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+#include "simulator.h"
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t n = ::write(signalPipe[1], &byte, 1);
+}
+
+void printLine(const QString& line)
+{
+    std::fputs(qPrintable(line + QLatin1Char('\n')), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tarvine-sim"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Virtual BLE dongles on pseudo-terminals."));
+    parser.addHelpOption();
+    const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),
+                                     QStringLiteral("N"), QStringLiteral("1"));
+    const QCommandLineOption world(QStringLiteral("world"), QStringLiteral("JSON world file."),
+                                   QStringLiteral("FILE"));
+    const QCommandLineOption dir(QStringLiteral("dir"), QStringLiteral("Port folder."),
+                                 QStringLiteral("PORT_FOLDER"));
+    const QCommandLineOption trace(QStringLiteral("trace"), QStringLiteral("Write every frame to FILE."),
+                                   QStringLiteral("FILE"));
+    const QCommandLineOption pace(QStringLiteral("baud-pace"),
+                                  QStringLiteral("Deliver uplink bytes no faster than 460800 baud."));
+    parser.addOptions({dongles, world, dir, trace, pace});
+    parser.process(app);
+
+    Simulator::Options options;
+    bool ok = false;
+    options.dongles = parser.value(dongles).toInt(&ok);
+    if (!ok || options.dongles < 1 || options.dongles > 16) {
+        std::fprintf(stderr, "tarvine-sim: --dongles takes 1 to 16\n");
+        return 2;
+    }
+    options.worldFile = parser.value(world);
+    options.folder = parser.value(dir);
+    options.traceFile = parser.value(trace);
+    options.baudPace = parser.isSet(pace);
+
+    // Signals end the event loop through a pipe, so that the links are removed on the way out.
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) == 0) {
+        auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+        struct sigaction action {};
+        action.sa_handler = onSignal;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(SIGTERM, &action, nullptr);
+        ::sigaction(SIGINT, &action, nullptr);
+        ::sigaction(SIGHUP, &action, nullptr);
+    }
+
+    Simulator simulator;
+    QString error;
+    if (!simulator.start(options, &error)) {
+        std::fprintf(stderr, "tarvine-sim: %s\n", qPrintable(error));
+        return 1;
+    }
+    for (const QString& line : simulator.portLines())
+        printLine(line);
+    QObject::connect(&simulator, &Simulator::quitAsked, &app, &QCoreApplication::quit, Qt::QueuedConnection);
+
+    QByteArray input;
+    QSocketNotifier stdinNotifier(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&stdinNotifier, &QSocketNotifier::activated, &app, [&] {
+        char buffer[4096];
+        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n <= 0) {
+            stdinNotifier.setEnabled(false);
+            QCoreApplication::quit();
+            return;
+        }
+        input.append(buffer, int(n));
+        for (int end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
+            const QString line = QString::fromUtf8(input.left(end));
+            input.remove(0, end + 1);
+            if (!line.trimmed().isEmpty())
+                printLine(simulator.control(line));
+        }
+    });
+
+    return app.exec();
+}

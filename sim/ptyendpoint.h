@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QString>
+
+class QSocketNotifier;
+class QTimer;
+
+// The terminal end of one simulated dongle: a pseudo-terminal whose slave is published as a
+// link in the port folder, where the tool finds it like a serial port.
+class PtyEndpoint : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(PtyEndpoint)
+
+public:
+    static constexpr int MaxPending = 1 << 20;
+
+    PtyEndpoint(const QString& folder, const QString& portName, QObject* parent = nullptr);
+    ~PtyEndpoint() override;
+
+    bool open(QString* error);
+    // Removes the link and closes both ends: the tool's descriptor sees a hang-up.
+    void close();
+    bool isOpen() const { return m_master >= 0; }
+    QString portName() const { return m_portName; }
+    QString slavePath() const { return m_slavePath; }
+    QString linkPath() const;
+
+    void write(const QByteArray& bytes);
+    // Delivers uplink bytes no faster than 460800 baud would.
+    void setBaudPace(bool on) { m_pace = on; }
+
+signals:
+    void received(const QByteArray& bytes);
+
+private:
+    void readMaster();
+    void flush();
+
+    QString m_folder;
+    QString m_portName;
+    QString m_slavePath;
+    int m_master = -1;
+    // Held open so that the master stays usable while the tool has the port closed: without a
+    // slave descriptor the master reads EIO.
+    int m_slave = -1;
+    QSocketNotifier* m_readNotifier = nullptr;
+    QSocketNotifier* m_writeNotifier = nullptr;
+    QTimer* m_paceTimer = nullptr;
+    QElapsedTimer m_paceClock;
+    double m_paceAllowance = 0;
+    bool m_pace = false;
+    QByteArray m_pending;
+};

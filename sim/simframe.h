@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// The simulator's own frame code: it must not share the tool's codec, so that a fault in one
+// shows up as a disagreement with the other.
+namespace SimFrame {
+
+constexpr quint8 Downlink = 0xAA;
+constexpr quint8 Ack = 0xBB;
+constexpr quint8 Completion = 0xCC;
+constexpr quint8 Data = 0xDD;
+constexpr quint8 Log = 0xFF;
+constexpr int MaxLength = 5000;
+
+// Minus the 8-bit sum of the bytes, so that a whole frame sums to 0.
+quint8 checksum(const QByteArray& bytes);
+QByteArray build(quint8 header, quint8 module, quint8 opcode, const QByteArray& payload);
+// "MM@OO", upper-case hex, as the command files write downlink ids.
+QString commandId(quint8 module, quint8 opcode);
+QByteArray fromHex(const QString& text, bool* ok = nullptr);
+QString toHex(const QByteArray& bytes);
+
+} // namespace SimFrame

@@ -1,0 +1,175 @@
+#include "simulator.h"
+
+#include <unistd.h>
+
+#include <QDir>
+#include <QRegularExpression>
+
+#include "ptyendpoint.h"
+#include "simframe.h"
+#include "virtualair.h"
+#include "virtualdongle.h"
+
+Simulator::Simulator(QObject* parent)
+    : QObject(parent)
+{
+    m_clock.start();
+    m_air = new VirtualAir(this);
+}
+
+Simulator::~Simulator()
+{
+    // Links go first, so that the port folder is clean even if anything later fails.
+    for (PtyEndpoint* endpoint : qAsConst(m_endpoints))
+        endpoint->close();
+}
+
+QString Simulator::defaultFolder()
+{
+    const QString explicitDir = QString::fromLocal8Bit(qgetenv("TARVINE_SIM_DIR"));
+    if (!explicitDir.isEmpty())
+        return explicitDir;
+    const QString runtimeDir = QString::fromLocal8Bit(qgetenv("XDG_RUNTIME_DIR"));
+    if (!runtimeDir.isEmpty())
+        return runtimeDir + QStringLiteral("/tarvine-sim");
+    return QStringLiteral("/tmp/tarvine-sim-%1").arg(uint(::getuid()));
+}
+
+bool Simulator::start(const Options& options, QString* error)
+{
+    if (!options.worldFile.isEmpty() && !m_air->loadWorld(options.worldFile, error))
+        return false;
+    if (!options.traceFile.isEmpty()) {
+        m_trace = std::make_unique<QFile>(options.traceFile);
+        if (!m_trace->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+            if (error)
+                *error = QStringLiteral("cannot write %1").arg(options.traceFile);
+            return false;
+        }
+    }
+    const QString folder = options.folder.isEmpty() ? defaultFolder() : options.folder;
+    if (!QDir().mkpath(folder)) {
+        if (error)
+            *error = QStringLiteral("cannot make the port folder %1").arg(folder);
+        return false;
+    }
+    for (int n = 0; n < options.dongles; ++n) {
+        auto* dongle = new VirtualDongle(n, m_air, this);
+        auto* endpoint = new PtyEndpoint(folder, QStringLiteral("ttySIM%1").arg(n), this);
+        endpoint->setBaudPace(options.baudPace);
+        m_dongles.append(dongle);
+        m_endpoints.append(endpoint);
+        connect(endpoint, &PtyEndpoint::received, dongle, &VirtualDongle::feed);
+        connect(dongle, &VirtualDongle::downlinkFrame, this,
+                [this, n](const QByteArray& frame) { trace(n, "down", frame); });
+        connect(dongle, &VirtualDongle::uplink, this, [this, n, endpoint](const QByteArray& bytes) {
+            if (!endpoint->isOpen())
+                return;
+            trace(n, "up", bytes);
+            endpoint->write(bytes);
+        });
+        if (!endpoint->open(error))
+            return false;
+    }
+    return true;
+}
+
+QStringList Simulator::portLines() const
+{
+    QStringList lines;
+    for (const PtyEndpoint* endpoint : m_endpoints)
+        lines.append(endpoint->portName() + QStringLiteral(" -> ") + endpoint->slavePath());
+    return lines;
+}
+
+VirtualDongle* Simulator::dongle(int n) const
+{
+    return n >= 0 && n < m_dongles.size() ? m_dongles.at(n) : nullptr;
+}
+
+PtyEndpoint* Simulator::endpoint(int n) const
+{
+    return n >= 0 && n < m_endpoints.size() ? m_endpoints.at(n) : nullptr;
+}
+
+void Simulator::trace(int dongle, const char* direction, const QByteArray& bytes)
+{
+    if (!m_trace)
+        return;
+    const QByteArray line = QByteArray::number(m_clock.elapsed()) + ' ' + QByteArray::number(dongle) + ' '
+                            + direction + ' ' + bytes.toHex(' ').toUpper() + '\n';
+    m_trace->write(line);
+    m_trace->flush();
+}
+
+QString Simulator::control(const QString& line)
+{
+    const QString trimmed = line.trimmed();
+    const QString verb = trimmed.section(QLatin1Char(' '), 0, 0);
+    if (verb.isEmpty())
+        return QStringLiteral("error: empty line");
+    if (verb == QLatin1String("quit")) {
+        m_quit = true;
+        emit quitAsked();
+        return QStringLiteral("ok");
+    }
+    bool numberOk = false;
+    const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
+    const QString rest = trimmed.section(QLatin1Char(' '), 2);
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log"};
+    if (!verbs.contains(verb))
+        return QStringLiteral("error: unknown command \"%1\"").arg(verb);
+    if (!numberOk || !dongle(n))
+        return QStringLiteral("error: no dongle \"%1\"").arg(trimmed.section(QLatin1Char(' '), 1, 1));
+    VirtualDongle* d = m_dongles.at(n);
+    PtyEndpoint* endpoint = m_endpoints.at(n);
+
+    if (verb == QLatin1String("unplug")) {
+        if (!endpoint->isOpen())
+            return QStringLiteral("error: dongle %1 is unplugged already").arg(n);
+        endpoint->close();
+        d->powerCycle();
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("plug")) {
+        if (endpoint->isOpen())
+            return QStringLiteral("error: dongle %1 is plugged in already").arg(n);
+        QString error;
+        if (!endpoint->open(&error))
+            return QStringLiteral("error: ") + error;
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("mute")) {
+        if (rest != QLatin1String("on") && rest != QLatin1String("off"))
+            return QStringLiteral("error: mute takes on or off");
+        d->setMuted(rest == QLatin1String("on"));
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("status")) {
+        const QString id = rest.section(QLatin1Char(' '), 0, 0).toUpper();
+        bool codeOk = false;
+        const uint code = rest.section(QLatin1Char(' '), 1, 1).toUInt(&codeOk, 0);
+        static const QRegularExpression idPattern(QStringLiteral("^[0-9A-F]{2}@[0-9A-F]{2}$"));
+        if (!idPattern.match(id).hasMatch())
+            return QStringLiteral("error: command id must look like 01@84");
+        if (!codeOk || code > 255)
+            return QStringLiteral("error: status must be a number from 0 to 255");
+        d->setStatus(id, quint8(code));
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("inject")) {
+        bool hexOk = false;
+        const QByteArray bytes = SimFrame::fromHex(rest, &hexOk);
+        if (!hexOk || bytes.isEmpty())
+            return QStringLiteral("error: inject takes hex bytes");
+        if (!endpoint->isOpen())
+            return QStringLiteral("error: dongle %1 is unplugged").arg(n);
+        d->inject(bytes);
+        return QStringLiteral("ok");
+    }
+    // log
+    if (!endpoint->isOpen())
+        return QStringLiteral("error: dongle %1 is unplugged").arg(n);
+    d->sendLog(rest);
+    return QStringLiteral("ok");
+}

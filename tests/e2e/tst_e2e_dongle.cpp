@@ -1,0 +1,195 @@
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QPushButton>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include "app/cselectdongledlg.h"
+#include "app/maindonglewidget.h"
+#include "app/mainwindow.h"
+#include "link/cmsg.h"
+#include "simprocess.h"
+#include "whenmodal.h"
+
+namespace {
+
+// Every label text of a dialog, joined, to find a message or a title in it.
+QString labelTexts(QWidget* dialog)
+{
+    QString texts;
+    for (const QLabel* label : dialog->findChildren<QLabel*>())
+        texts += label->text() + '|';
+    return texts;
+}
+
+} // namespace
+
+// A user's session against tarvine-sim: pick a dongle, keep it alive, lose it.
+class TestE2eDongle : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void selectAndConnect();
+    void unplugClosesOnlyTheConnectedPort();
+    void silentDongleIsReportedDeadAfterTwentySeconds();
+
+private:
+    // Runs the tab's selection dialog, waits for its first probe, and presses Connect.
+    void selectFirstDongle(MainDongleWidget* tab);
+
+    QTemporaryDir m_workDir;
+    QString m_oldDir;
+};
+
+void TestE2eDongle::init()
+{
+    // MainWindow keeps config.ini in the working directory; one group means no first-run prompt.
+    m_oldDir = QDir::currentPath();
+    QDir::setCurrent(m_workDir.path());
+    QSettings config("config.ini", QSettings::IniFormat);
+    config.setValue("Bench/TabWidgetNumber", 0);
+    applyFlatStyle();
+}
+
+void TestE2eDongle::cleanup()
+{
+    QDir::setCurrent(m_oldDir);
+}
+
+void TestE2eDongle::selectFirstDongle(MainDongleWidget* tab)
+{
+    QStringList listed;
+    whenModal([&](QWidget* dialog) {
+        // The first probe runs two seconds after the dialog is made.
+        const QTreeWidgetItem* root = dialog->findChild<QTreeWidget*>("deviceTree")->topLevelItem(0);
+        const bool both = QTest::qWaitFor([&] { return root->childCount() == 2; }, 10000);
+        for (int i = 0; i < root->childCount(); ++i)
+            listed.append(root->child(i)->text(0));
+        dialog->grab().save(SCREENSHOT_DIR "e2e_selectdongle.png");
+        if (both)
+            dialog->findChild<QPushButton*>("PB_Connect")->click();
+        else
+            dialog->close();
+    });
+    tab->on_toolButton_selectDongle_clicked();
+    QCOMPARE(listed, QStringList({"Tarvine Virtual Dongle(ttySIM0)", "Tarvine Virtual Dongle(ttySIM1)"}));
+    QVERIFY(tab->msg()->isOpen());
+    QCOMPARE(tab->msg()->portName(), QString("ttySIM0"));
+}
+
+void TestE2eDongle::selectAndConnect()
+{
+    SimProcess sim({"--dongles", "2"});
+    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
+    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
+
+    MainWindow window;
+    window.show();
+    MainDongleWidget* tab = window.firstDongle();
+    auto* reset = tab->findChild<QToolButton*>("toolButton_reset");
+    QVERIFY(!reset->isEnabled());
+    selectFirstDongle(tab);
+    QVERIFY(reset->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(tab->config().contains("profile"), 10000);
+    window.grab().save(SCREENSHOT_DIR "e2e_connected.png");
+
+    // The heartbeat goes out about once a second; each is acknowledged.
+    int heartbeats = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            QVector<qint64> sentAt;
+            for (const SimProcess::TraceLine& line : sim.trace()) {
+                if (line.direction == "down" && line.bytes.startsWith(QByteArray::fromHex("aa0184")))
+                    sentAt.append(line.ms);
+            }
+            heartbeats = sentAt.size();
+            for (int i = 1; i < sentAt.size(); ++i) {
+                if (sentAt.at(i) - sentAt.at(i - 1) < 900)
+                    return false;
+            }
+            return heartbeats >= 3;
+        }(),
+        10000);
+    tab->prepareDelete();
+}
+
+void TestE2eDongle::unplugClosesOnlyTheConnectedPort()
+{
+    SimProcess sim({"--dongles", "2"});
+    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
+    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
+
+    MainWindow window;
+    window.show();
+    MainDongleWidget* tab = window.firstDongle();
+    selectFirstDongle(tab);
+    auto* dialog = tab->findChild<CSelectDongleDialog*>();
+    auto* tree = dialog->findChild<QTreeWidget*>("deviceTree");
+
+    // Another dongle going away only leaves the list.
+    QCOMPARE(sim.control("unplug 1"), QString("ok"));
+    QTRY_COMPARE_WITH_TIMEOUT(tree->topLevelItem(0)->childCount(), 1, 2500);
+    QVERIFY(tab->msg()->isOpen());
+
+    // The connected one closes the port, says so, and offers the selection again.
+    QString message;
+    bool selectionShown = false;
+    whenModal([&](QWidget* box) {
+        message = labelTexts(box);
+        box->close();
+        whenModal([&](QWidget* selection) {
+            selectionShown = selection == dialog;
+            selection->close();
+        });
+    });
+    QCOMPARE(sim.control("unplug 0"), QString("ok"));
+    QTRY_VERIFY_WITH_TIMEOUT(selectionShown, 2500);
+    QVERIFY2(message.contains("ERROR|")
+                 && message.contains("The dongle hardware connection has been cut,\r\nPlease check it.|"),
+             qPrintable(message));
+    QVERIFY(!tab->msg()->isOpen());
+    QVERIFY(!tab->findChild<QToolButton*>("toolButton_reset")->isEnabled());
+}
+
+void TestE2eDongle::silentDongleIsReportedDeadAfterTwentySeconds()
+{
+    SimProcess sim({"--dongles", "2"});
+    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
+    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
+
+    MainWindow window;
+    window.show();
+    MainDongleWidget* tab = window.firstDongle();
+    selectFirstDongle(tab);
+    QTRY_VERIFY_WITH_TIMEOUT(tab->config().contains("profile"), 10000);
+
+    QString report;
+    whenModal(
+        [&](QWidget* box) {
+            report = labelTexts(box);
+            box->grab().save(SCREENSHOT_DIR "e2e_firmware_error.png");
+            box->close();
+        },
+        3000);
+    QElapsedTimer silence;
+    QCOMPARE(sim.control("mute 0 on"), QString("ok"));
+    silence.start();
+    QTRY_VERIFY_WITH_TIMEOUT(!report.isEmpty(), 30000);
+    // The last acknowledged heartbeat may predate the mute by up to a second.
+    QVERIFY2(silence.elapsed() >= 18000, qPrintable(QString::number(silence.elapsed())));
+    QVERIFY2(report.contains("Bench: Firmware Error|")
+                 && report.contains("Some Error happened on Firmware!\r\nPlease Press Reset Button on the Dongle.|"),
+             qPrintable(report));
+    QVERIFY(tab->msg()->isOpen());
+    tab->prepareDelete();
+}
+
+QTEST_MAIN(TestE2eDongle)
+#include "tst_e2e_dongle.moc"
