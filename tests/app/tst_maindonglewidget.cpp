@@ -28,7 +28,6 @@ private slots:
     void downloadNeedsKnownDeviceType();
     void connectionStateDrivesTools();
     void staticConfigurationFrames();
-    void loadConfigRestoresUnsignedValues();
 
 private:
     // Hands a frame to the controller as the port would: on the signal of its module.
@@ -177,7 +176,6 @@ void TestMainDongleWidget::downloadNeedsKnownDeviceType_data()
     QTest::addColumn<bool>("refused");
 
     QTest::newRow("never answered") << QByteArray() << true;
-    QTest::newRow("type 0") << QByteArray::fromHex("dd0003010000") << false;
     QTest::newRow("type 1") << QByteArray::fromHex("dd0003010001") << false;
     QTest::newRow("type 2") << QByteArray::fromHex("dd0003010002") << true;
 }
@@ -242,22 +240,6 @@ void TestMainDongleWidget::staticConfigurationFrames()
     });
     QVERIFY(profile != lines.cend());
     QVERIFY2(profile->contains("Raw Data: aa050302001133"), qPrintable(*profile));
-}
-
-void TestMainDongleWidget::loadConfigRestoresUnsignedValues()
-{
-    QTemporaryDir dir;
-    QSettings settings(dir.filePath("config.ini"), QSettings::IniFormat);
-    settings.beginGroup("DongleTest");
-    settings.setValue("scan_interval", QPoint(4096, 0));
-    settings.setValue("device_name", "41");
-    settings.endGroup();
-
-    m_widget->loadConfig(settings, "DongleTest");
-    const QVariant interval = m_widget->config().value("scan_interval");
-    QCOMPARE(interval.type(), QVariant::UInt);
-    QCOMPARE(interval.toUInt(), 4096u);
-    QCOMPARE(m_widget->config().value("device_name").toString(), QString("41"));
 }
 
 QTEST_MAIN(TestMainDongleWidget)

@@ -1,28 +1,39 @@
 #include "log/logger.h"
+#include "log/logmanager.h"
 
+#include <QDir>
 #include <QFile>
+#include <QMutex>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
 #include <memory>
-
 #include <time.h>
 
 namespace {
 
-// Stands where a text pane would: the two slots a TextBrowserLogger connects to.
-class PaneProbe : public QObject
+QMutex consoleMutex;
+QStringList consoleLines;
+QtMessageHandler previousHandler = nullptr;
+
+// The console logger writes with qDebug().
+void captureConsole(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    Q_OBJECT
-public:
-    QStringList lines;
-    int clears = 0;
-public slots:
-    void append(const QString& html) { lines << html; }
-    void clear() { ++clears; }
-};
+    if (type != QtDebugMsg)
+        return previousHandler(type, context, message);
+    QMutexLocker lock(&consoleMutex);
+    consoleLines << message;
+}
+
+QStringList console(bool clear = false)
+{
+    QMutexLocker lock(&consoleMutex);
+    const QStringList lines = consoleLines;
+    if (clear)
+        consoleLines.clear();
+    return lines;
+}
 
 QByteArray readAll(const QString& path)
 {
@@ -30,230 +41,177 @@ QByteArray readAll(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+// Stands where a text pane would: the slot a TextBrowserLogger connects to. Time stamps are masked.
+class Pane : public QObject
+{
+    Q_OBJECT
+public:
+    QStringList lines;
+public slots:
+    void append(const QString& html)
+    {
+        lines << QString(html).replace(QRegularExpression("\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d"), "hh:mm:ss:zzz");
+    }
+    void clear() {}
+};
+
 } // namespace
 
-class TestLogger : public QObject
+class TestLogging : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void initTestCase()
+    {
+        previousHandler = qInstallMessageHandler(captureConsole);
+        // Half an hour off UTC, so that a stamp in the wrong zone shows in hours and minutes.
+        qputenv("TZ", "XST-5:30");
+        tzset();
+    }
+    void cleanupTestCase() { QDir().rmdir(LogManager::logRoot()); }
     void init();
-    void timeStampIsLocalTime();
-    void paneHtml_data();
-    void paneHtml();
-    void fileLine_data();
-    void fileLine();
-    void emptyTextIsDropped();
-    void bufferFlushesAt2048Bytes_data();
+    void cleanup();
+
+    void levelsReachTheirLoggers_data();
+    void levelsReachTheirLoggers();
+    void logTo();
+    void dongleTextKeepsCrlfInFileAndBreaksInPane();
     void bufferFlushesAt2048Bytes();
-    void clearOnlyFlushes();
-    void destructorLosesTheTail();
-    void writesFromAnotherThreadArrive();
+    void logFromAnotherThreadArrives();
 
 private:
-    std::unique_ptr<QTemporaryDir> m_dir;
-    QString path() const { return m_dir->filePath(QStringLiteral("UI_log.txt")); }
+    // Logs a level-4 marker and waits until the pane and the tool file have it: whatever was
+    // logged before has arrived too.
+    void settle()
+    {
+        const QString marker = QStringLiteral("marker %1").arg(++m_marker);
+        m_manager->log(marker, 4);
+        m_manager->logger("file_logger")->clear();
+        QTRY_VERIFY(!m_toolPane.lines.filter(marker).isEmpty());
+        QTRY_VERIFY(readAll(toolFile()).contains(marker.toUtf8()));
+    }
+    QString toolFile() const { return m_manager->logFolder() + "/UI_log.txt"; }
+    QString dongleFile() const { return m_manager->logFolder() + "/dongle_log.txt"; }
+
+    Pane m_toolPane, m_donglePane;
+    std::unique_ptr<LogManager> m_manager;
+    int m_marker = 0;
 };
 
-void TestLogger::initTestCase()
+void TestLogging::init()
 {
-    // Half-hour offset from UTC, so that a stamp in the wrong zone shows in hours and minutes.
-    qputenv("TZ", "XST-5:30");
-    tzset();
+    console(true);
+    m_toolPane.lines.clear();
+    m_donglePane.lines.clear();
+    m_manager = std::make_unique<LogManager>("ttySIM0");
+    m_manager->addLogger(new TextBrowserLogger("main_logger", &m_toolPane));
+    m_manager->addDongleLogger(new TextBrowserLogger("dongle_text_browser_logger", &m_donglePane));
 }
 
-void TestLogger::timeStampIsLocalTime()
+void TestLogging::cleanup()
 {
-    for (int i = 0; i < 3; ++i) {
-        const QTime before = QTime::currentTime();
-        const QString stamp = logTimeStamp();
-        const QTime after = QTime::currentTime();
-        if (after < before)
-            continue; // midnight passed
-        QVERIFY2(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d$")).match(stamp).hasMatch(),
-                 qPrintable(stamp));
-        const QTime parsed = QTime::fromString(stamp, QStringLiteral("hh:mm:ss:zzz"));
-        QVERIFY2(before <= parsed && parsed <= after,
-                 qPrintable(before.toString(QStringLiteral("hh:mm:ss:zzz")) + QLatin1Char(' ') + stamp));
-    }
+    const QString folder = m_manager->logFolder();
+    m_manager.reset();
+    QVERIFY(QDir(folder).removeRecursively());
 }
 
-void TestLogger::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-}
-
-void TestLogger::paneHtml_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("level");
-    QTest::addColumn<QString>("html");
-
-    QTest::newRow("error") << "port closed" << 4
-        << "<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> 09:05:07:042 - [ERROR] - port closed </span><br>";
-    QTest::newRow("warning") << "no answer" << 3
-        << "<img src=\":/icons/warning\"/><span style=\"color:#ff9900;\"> 09:05:07:042 - [WARN] - no answer </span><br>";
-    QTest::newRow("information") << "scan started" << 2
-        << "<img src=\":/icons/info\"/><span style=\"color:#000000;\"> 09:05:07:042 - [INFO] - scan started </span><br>";
-    QTest::newRow("debug is plain") << "frame AA 01" << 1
-        << "<span>09:05:07:042 - frame AA 01</span>";
-    QTest::newRow("dongle text is plain") << "boot ok" << 0
-        << "<span>09:05:07:042 - boot ok</span>";
-    QTest::newRow("unknown level is plain") << "odd" << 7
-        << "<span>09:05:07:042 - odd</span>";
-    QTest::newRow("CRLF becomes a break") << "first\r\nsecond\r\n" << 0
-        << "<span>09:05:07:042 - first<br>second<br></span>";
-    QTest::newRow("CRLF in an error") << "a\r\nb" << 4
-        << "<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> 09:05:07:042 - [ERROR] - a<br>b </span><br>";
-    QTest::newRow("lone LF is kept") << "a\nb" << 0
-        << "<span>09:05:07:042 - a\nb</span>";
-}
-
-void TestLogger::paneHtml()
-{
-    QFETCH(QString, text);
-    QFETCH(int, level);
-    QFETCH(QString, html);
-    QCOMPARE(TextBrowserLogger::formatLine(QStringLiteral("09:05:07:042"), text, level), html);
-}
-
-void TestLogger::fileLine_data()
+void TestLogging::levelsReachTheirLoggers_data()
 {
     QTest::addColumn<int>("level");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QByteArray>("tail");
+    QTest::addColumn<QByteArray>("fileLine"); // after the time stamp
+    QTest::addColumn<bool>("onConsole");
+    QTest::addColumn<QString>("paneHtml");
 
-    QTest::newRow("error") << 4 << "bad" << QByteArray(": [ERROR]bad\r\n");
-    QTest::newRow("warning") << 3 << "hmm" << QByteArray(": [WARN]hmm\r\n");
-    QTest::newRow("information") << 2 << "ok" << QByteArray(": [INFO]ok\r\n");
-    QTest::newRow("debug") << 1 << "AA 01 3D" << QByteArray(": [DEBUG]AA 01 3D\r\n");
-    QTest::newRow("dongle") << 0 << "boot" << QByteArray(": [DONGLE]boot\r\n");
-    QTest::newRow("negative level counts as dongle") << -1 << "x" << QByteArray(": [DONGLE]x\r\n");
-    QTest::newRow("CRLF stays raw") << 0 << "a\r\nb" << QByteArray(": [DONGLE]a\r\nb\r\n");
-    QTest::newRow("non-ASCII as UTF-8") << 2 << QString::fromUtf8("\xC2\xB5s") << QByteArray(": [INFO]\xC2\xB5s\r\n");
+    QTest::newRow("error everywhere") << 4 << QByteArray(": [ERROR]the line\r\n") << true
+        << "<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> hh:mm:ss:zzz - [ERROR] - the line </span><br>";
+    QTest::newRow("warning everywhere") << 3 << QByteArray(": [WARN]the line\r\n") << true
+        << "<img src=\":/icons/warning\"/><span style=\"color:#ff9900;\"> hh:mm:ss:zzz - [WARN] - the line </span><br>";
+    QTest::newRow("information not on the console") << 2 << QByteArray(": [INFO]the line\r\n") << false
+        << "<img src=\":/icons/info\"/><span style=\"color:#000000;\"> hh:mm:ss:zzz - [INFO] - the line </span><br>";
+    QTest::newRow("debug only in the file") << 1 << QByteArray(": [DEBUG]the line\r\n") << false << "";
 }
 
-void TestLogger::fileLine()
+void TestLogging::levelsReachTheirLoggers()
 {
     QFETCH(int, level);
-    QFETCH(QString, text);
-    QFETCH(QByteArray, tail);
+    QFETCH(QByteArray, fileLine);
+    QFETCH(bool, onConsole);
+    QFETCH(QString, paneHtml);
 
+    const QTime before = QTime::currentTime();
+    m_manager->log("the line", level);
+    settle();
+    QCOMPARE(readAll(toolFile()).count("the line"), 1);
+    const QByteArray line = readAll(toolFile()).split('\n').first();
+    QCOMPARE(line.mid(12) + '\n', fileLine);
+    const QTime stamp = QTime::fromString(line.left(12), "hh:mm:ss:zzz"), after = QTime::currentTime();
+    QVERIFY2((before <= stamp && stamp <= after) || after < before, line.constData()); // local time, unless midnight
+    QCOMPARE(console().contains("the line"), onConsole);
+    QCOMPARE(m_toolPane.lines.filter("the line"), paneHtml.isEmpty() ? QStringList() : QStringList{paneHtml});
+}
+
+// Each line reaches the named logger, if there is one, and the tool file once.
+void TestLogging::logTo()
+{
+    m_manager->logTo("nobody", "to nobody", 4);
+    m_manager->logTo("file_logger", "to the file", 4);
+    m_manager->logTo("main_logger", "to the pane", 2);
+    settle();
+    const QByteArray file = readAll(toolFile());
+    QCOMPARE(QVector<int>({file.count("to nobody"), file.count("to the file"), file.count("to the pane")}),
+             QVector<int>({1, 1, 1}));
+    QCOMPARE(m_toolPane.lines.filter(" - to ").size(), 1);
+    QVERIFY(console().filter(QRegularExpression("^to ")).isEmpty());
+}
+
+void TestLogging::dongleTextKeepsCrlfInFileAndBreaksInPane()
+{
+    m_manager->logDongle("stack up\r\nadv on");
+    QTRY_COMPARE(m_donglePane.lines, QStringList{"<span>hh:mm:ss:zzz - stack up<br>adv on</span>"});
+    QCOMPARE(TextBrowserLogger::formatLine("09:05:07:042", "frame", 1), QString("<span>09:05:07:042 - frame</span>"));
+
+    // The dongle file writes in blocks too: fill one so the line reaches the disk.
+    for (int i = 0; i < 40; ++i)
+        m_manager->logDongle(QString(40, '.'));
+    QTRY_VERIFY(readAll(dongleFile()).size() >= 2048);
+    QCOMPARE(readAll(dongleFile()).mid(12, 28), QByteArray(": [DONGLE]stack up\r\nadv on\r\n"));
+    settle();
+    QVERIFY(!readAll(toolFile()).contains("stack up"));
+    QVERIFY(m_toolPane.lines.filter("stack up").isEmpty());
+}
+
+void TestLogging::bufferFlushesAt2048Bytes()
+{
+    // Each line is 12 (time) + 9 (": [DEBUG]") + text + 2 (CRLF) bytes: 32 of 64 bytes make 2048.
     FileLogger logger;
-    logger.setFileName(path());
-    QCOMPARE(logger.fileName(), path());
-    logger.write(text, level);
-    logger.clear();
-    QTRY_VERIFY(!readAll(path()).isEmpty());
-
-    const QByteArray line = readAll(path());
-    QCOMPARE(line.mid(12), tail);
-    QVERIFY2(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d$"))
-                 .match(QString::fromLatin1(line.left(12))).hasMatch(),
-             line.constData());
-}
-
-void TestLogger::emptyTextIsDropped()
-{
-    PaneProbe pane;
-    TextBrowserLogger paneLogger(QStringLiteral("main_logger"), &pane);
-    FileLogger fileLogger;
-    fileLogger.setFileName(path());
-
-    paneLogger.write(QString(), 4);
-    fileLogger.write(QString(), 4);
-    paneLogger.write(QStringLiteral("end"), 4);
-    fileLogger.write(QStringLiteral("end"), 4);
-    fileLogger.clear();
-
-    QTRY_COMPARE(pane.lines.size(), 1);
-    QTRY_VERIFY(!readAll(path()).isEmpty());
-    QCOMPARE(readAll(path()).mid(12), QByteArray(": [ERROR]end\r\n"));
-}
-
-void TestLogger::bufferFlushesAt2048Bytes_data()
-{
-    // Each line is 12 (time) + 9 (": [DEBUG]") + text + 2 (CRLF) bytes.
-    QTest::addColumn<QList<int>>("textSizes");
-    QTest::addColumn<int>("fileSize");
-
-    QList<int> thirtyOneOf64; // 31 lines of 64 bytes: 1984
-    for (int i = 0; i < 31; ++i)
-        thirtyOneOf64 << 41;
-    QTest::newRow("one byte short stays in memory") << (thirtyOneOf64 + QList<int>{ 40 }) << 0;
-    QTest::newRow("exactly 2048 goes out") << (thirtyOneOf64 + QList<int>{ 41 }) << 2048;
-    QTest::newRow("the crossing line goes out whole") << (thirtyOneOf64 + QList<int>{ 141 }) << 2148;
-    QTest::newRow("one long line") << QList<int>{ 3000 } << 3023;
-    QTest::newRow("after a flush the next block starts empty")
-        << (thirtyOneOf64 + QList<int>{ 41, 41 }) << 2048;
-}
-
-void TestLogger::bufferFlushesAt2048Bytes()
-{
-    QFETCH(QList<int>, textSizes);
-    QFETCH(int, fileSize);
-
-    FileLogger logger;
-    logger.setFileName(path());
-    int total = 0;
-    for (int size : textSizes) {
-        logger.write(QString(size, QLatin1Char('x')), 1);
-        total += 23 + size;
-    }
-    QTRY_COMPARE(logger.pendingBytes() + int(QFileInfo(path()).size()), total);
-    QCOMPARE(QFileInfo(path()).size(), qint64(fileSize));
-}
-
-void TestLogger::clearOnlyFlushes()
-{
-    {
-        QFile old(path());
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("earlier run\r\n");
-    }
-    FileLogger logger;
-    logger.setFileName(path());
-    logger.write(QStringLiteral("new"), 2);
-    logger.clear();
-    logger.clear();
-    QTRY_COMPARE(QFileInfo(path()).size(), qint64(13 + 25));
+    logger.setFileName(m_manager->logFolder() + "/own.txt");
+    const auto writeBlock = [&logger](int lastText) {
+        for (int i = 0; i < 31; ++i)
+            logger.write(QString(41, 'x'), 1);
+        logger.write(QString(lastText, 'x'), 1);
+    };
+    writeBlock(41);
+    QTRY_COMPARE(QFileInfo(logger.fileName()).size(), qint64(2048)); // exactly 2048 goes out
     QCOMPARE(logger.pendingBytes(), 0);
-    const QByteArray content = readAll(path());
-    QVERIFY(content.startsWith("earlier run\r\n"));
-    QVERIFY(content.endsWith(": [INFO]new\r\n"));
+    writeBlock(40);
+    QTRY_COMPARE(logger.pendingBytes(), 2047); // one byte short stays in memory
+    QCOMPARE(QFileInfo(logger.fileName()).size(), qint64(2048));
 }
 
-void TestLogger::destructorLosesTheTail()
+void TestLogging::logFromAnotherThreadArrives()
 {
-    auto logger = std::make_unique<FileLogger>();
-    logger->setFileName(path());
-    for (int i = 0; i < 10; ++i)
-        logger->write(QStringLiteral("line"), 1);
-    QTRY_COMPARE(logger->pendingBytes(), 10 * 27);
-    logger.reset();
-    QVERIFY(QFileInfo::exists(path()));
-    QCOMPARE(QFileInfo(path()).size(), qint64(0));
-}
-
-void TestLogger::writesFromAnotherThreadArrive()
-{
-    FileLogger logger;
-    logger.setFileName(path());
-    std::unique_ptr<QThread> worker(QThread::create([&logger] {
-        for (int i = 0; i < 100; ++i)
-            logger.write(QStringLiteral("from worker %1").arg(i, 3, 10, QLatin1Char('0')), 2);
-        logger.clear();
+    std::unique_ptr<QThread> worker(QThread::create([this] {
+        for (int i = 0; i < 50; ++i)
+            m_manager->log(QStringLiteral("worker %1").arg(i), 3);
     }));
     worker->start();
     QVERIFY(worker->wait(10000));
-
-    QTRY_COMPARE(QFileInfo(path()).size(), qint64(100 * (12 + 8 + 15 + 2)));
-    const QList<QByteArray> lines = readAll(path()).split('\n');
-    QCOMPARE(lines.at(0).mid(12), QByteArray(": [INFO]from worker 000\r"));
-    QCOMPARE(lines.at(99).mid(12), QByteArray(": [INFO]from worker 099\r"));
+    settle();
+    QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
+    QCOMPARE(m_toolPane.lines.filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
+    QCOMPARE(console().filter(QRegularExpression("^worker \\d+$")).size(), 50);
 }
 
-QTEST_GUILESS_MAIN(TestLogger)
+QTEST_GUILESS_MAIN(TestLogging)
 #include "tst_logger.moc"
