@@ -87,6 +87,27 @@ UiField readField(const QDomElement& e)
     return field;
 }
 
+// Reads a file of `command` elements into rows per `ID`, one row per child by `readRow`.
+// Also a command without rows is entered, so that it is known; a later duplicate id wins.
+template <typename Row, typename ReadRow>
+int parseRowsById(const QString& path, QMap<QString, QVector<Row>>& idToRows, ReadRow readRow)
+{
+    QDomElement root;
+    if (!loadRoot(path, root))
+        return -1;
+
+    const QDomNodeList commands = root.childNodes();
+    for (int i = 0; i < commands.count(); ++i) {
+        const QDomElement command = commands.at(i).toElement();
+        QVector<Row> rows;
+        const QDomNodeList fields = command.childNodes();
+        for (int j = 0; j < fields.count(); ++j)
+            rows.append(readRow(fields.at(j).toElement()));
+        idToRows.insert(command.attribute(QStringLiteral("ID")), rows);
+    }
+    return 0;
+}
+
 } // namespace
 
 CCfgFileParse* CCfgFileParse::instance()
@@ -124,30 +145,14 @@ CCfgFileParse::CCfgFileParse()
 
 int CCfgFileParse::parseCmdFile(const QString& path, QMap<QString, QVector<CmdField>>& idToFields)
 {
-    QDomElement root;
-    if (!loadRoot(path, root))
-        return -1;
-
-    const QDomNodeList commands = root.childNodes();
-    for (int i = 0; i < commands.count(); ++i) {
-        const QDomElement command = commands.at(i).toElement();
-        const QString id = command.attribute(QStringLiteral("ID"));
-
-        QVector<CmdField> rows;
-        const QDomNodeList fields = command.childNodes();
-        for (int j = 0; j < fields.count(); ++j) {
-            const QDomElement field = fields.at(j).toElement();
-            CmdField row;
-            row.key = field.attribute(QStringLiteral("key"));
-            row.index = field.attribute(QStringLiteral("index")).toUInt();
-            row.length = field.attribute(QStringLiteral("length")).toUInt();
-            row.src = field.attribute(QStringLiteral("src"));
-            rows.append(row);
-        }
-        // Also for a command without fields, so that it is known; a later duplicate id wins.
-        idToFields.insert(id, rows);
-    }
-    return 0;
+    return parseRowsById(path, idToFields, [](const QDomElement& field) {
+        CmdField row;
+        row.key = field.attribute(QStringLiteral("key"));
+        row.index = field.attribute(QStringLiteral("index")).toUInt();
+        row.length = field.attribute(QStringLiteral("length")).toUInt();
+        row.src = field.attribute(QStringLiteral("src"));
+        return row;
+    });
 }
 
 int CCfgFileParse::parseUiFile(const QString& path, QVector<UiNameToFields>& nameToUi,
@@ -198,29 +203,14 @@ int CCfgFileParse::parseCmdNameAndId(const QString& path, QMap<QString, QString>
 
 int CCfgFileParse::parseAdvData(const QString& path, QMap<QString, QVector<AdvDataField>>& advData)
 {
-    QDomElement root;
-    if (!loadRoot(path, root))
-        return -1;
-
-    const QDomNodeList commands = root.childNodes();
-    for (int i = 0; i < commands.count(); ++i) {
-        const QDomElement command = commands.at(i).toElement();
-        const QString id = command.attribute(QStringLiteral("ID"));
-
-        QVector<AdvDataField> rows;
-        const QDomNodeList fields = command.childNodes();
-        for (int j = 0; j < fields.count(); ++j) {
-            const QDomElement field = fields.at(j).toElement();
-            AdvDataField row;
-            row.key = field.attribute(QStringLiteral("key"));
-            row.title = field.attribute(QStringLiteral("title"));
-            row.type = field.attribute(QStringLiteral("type"));
-            // Hexadecimal here only: "FF" is the 255 bytes of a local name.
-            row.length = field.attribute(QStringLiteral("length")).toUInt(nullptr, 16);
-            row.value = field.attribute(QStringLiteral("value"));
-            rows.append(row);
-        }
-        advData.insert(id, rows);
-    }
-    return 0;
+    return parseRowsById(path, advData, [](const QDomElement& field) {
+        AdvDataField row;
+        row.key = field.attribute(QStringLiteral("key"));
+        row.title = field.attribute(QStringLiteral("title"));
+        row.type = field.attribute(QStringLiteral("type"));
+        // Hexadecimal here only: "FF" is the 255 bytes of a local name.
+        row.length = field.attribute(QStringLiteral("length")).toUInt(nullptr, 16);
+        row.value = field.attribute(QStringLiteral("value"));
+        return row;
+    });
 }

@@ -8,6 +8,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+#include <memory>
+
 #include "app/cselectdongledlg.h"
 #include "app/maindonglewidget.h"
 #include "app/mainwindow.h"
@@ -46,6 +48,7 @@ private:
 
     QTemporaryDir m_workDir;
     QString m_oldDir;
+    std::unique_ptr<SimProcess> m_sim;
 };
 
 void TestE2eDongle::init()
@@ -56,10 +59,15 @@ void TestE2eDongle::init()
     QSettings config("config.ini", QSettings::IniFormat);
     config.setValue("Bench/TabWidgetNumber", 0);
     applyFlatStyle();
+
+    m_sim = std::make_unique<SimProcess>(QStringList{"--dongles", "2"});
+    QVERIFY(m_sim->readLine().startsWith("ttySIM0 -> "));
+    QVERIFY(m_sim->readLine().startsWith("ttySIM1 -> "));
 }
 
 void TestE2eDongle::cleanup()
 {
+    m_sim.reset();
     QDir::setCurrent(m_oldDir);
 }
 
@@ -86,10 +94,6 @@ void TestE2eDongle::selectFirstDongle(MainDongleWidget* tab)
 
 void TestE2eDongle::selectAndConnect()
 {
-    SimProcess sim({"--dongles", "2"});
-    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
-    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
-
     MainWindow window;
     window.show();
     MainDongleWidget* tab = window.firstDongle();
@@ -105,7 +109,7 @@ void TestE2eDongle::selectAndConnect()
     QTRY_VERIFY_WITH_TIMEOUT(
         [&] {
             QVector<qint64> sentAt;
-            for (const SimProcess::TraceLine& line : sim.trace()) {
+            for (const SimProcess::TraceLine& line : m_sim->trace()) {
                 if (line.direction == "down" && line.bytes.startsWith(QByteArray::fromHex("aa0184")))
                     sentAt.append(line.ms);
             }
@@ -122,10 +126,6 @@ void TestE2eDongle::selectAndConnect()
 
 void TestE2eDongle::unplugClosesOnlyTheConnectedPort()
 {
-    SimProcess sim({"--dongles", "2"});
-    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
-    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
-
     MainWindow window;
     window.show();
     MainDongleWidget* tab = window.firstDongle();
@@ -134,7 +134,7 @@ void TestE2eDongle::unplugClosesOnlyTheConnectedPort()
     auto* tree = dialog->findChild<QTreeWidget*>("deviceTree");
 
     // Another dongle going away only leaves the list.
-    QCOMPARE(sim.control("unplug 1"), QString("ok"));
+    QCOMPARE(m_sim->control("unplug 1"), QString("ok"));
     QTRY_COMPARE_WITH_TIMEOUT(tree->topLevelItem(0)->childCount(), 1, 2500);
     QVERIFY(tab->msg()->isOpen());
 
@@ -149,7 +149,7 @@ void TestE2eDongle::unplugClosesOnlyTheConnectedPort()
             selection->close();
         });
     });
-    QCOMPARE(sim.control("unplug 0"), QString("ok"));
+    QCOMPARE(m_sim->control("unplug 0"), QString("ok"));
     QTRY_VERIFY_WITH_TIMEOUT(selectionShown, 2500);
     QVERIFY2(message.contains("ERROR|")
                  && message.contains("The dongle hardware connection has been cut,\r\nPlease check it.|"),
@@ -160,10 +160,6 @@ void TestE2eDongle::unplugClosesOnlyTheConnectedPort()
 
 void TestE2eDongle::silentDongleIsReportedDeadAfterTwentySeconds()
 {
-    SimProcess sim({"--dongles", "2"});
-    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
-    QVERIFY(sim.readLine().startsWith("ttySIM1 -> "));
-
     MainWindow window;
     window.show();
     MainDongleWidget* tab = window.firstDongle();
@@ -179,7 +175,7 @@ void TestE2eDongle::silentDongleIsReportedDeadAfterTwentySeconds()
         },
         3000);
     QElapsedTimer silence;
-    QCOMPARE(sim.control("mute 0 on"), QString("ok"));
+    QCOMPARE(m_sim->control("mute 0 on"), QString("ok"));
     silence.start();
     QTRY_VERIFY_WITH_TIMEOUT(!report.isEmpty(), 30000);
     // The last acknowledged heartbeat may predate the mute by up to a second.
