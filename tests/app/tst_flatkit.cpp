@@ -1,0 +1,196 @@
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTabBar>
+#include <QTest>
+#include <QToolButton>
+
+#include "app/flat/caboutdialog.h"
+#include "app/flat/cflatdialog.h"
+#include "app/flat/cflatmessage.h"
+#include "app/flat/cflattabwidget.h"
+#include "app/flat/searchbox.h"
+#include "app/flat/tflatscrollarea.h"
+#include "whenmodal.h"
+
+namespace {
+
+void sendMouse(QWidget* target, QEvent::Type type, const QPoint& global, Qt::MouseButtons buttons)
+{
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent event(type, target->mapFromGlobal(global), global, button, buttons, Qt::NoModifier);
+    QApplication::sendEvent(target, &event);
+}
+
+void sendEvent(QWidget* widget, QEvent::Type type)
+{
+    QEvent event(type);
+    QApplication::sendEvent(widget, &event);
+}
+
+} // namespace
+
+// The flat widget kit: frameless dialog, message box, scroll bars, search box, tab style, About.
+class TestFlatKit : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { applyFlatStyle(); }
+
+    void dialogDrag_data()
+    {
+        QTest::addColumn<int>("fixed");
+        QTest::addColumn<bool>("onTitle");
+        QTest::addColumn<bool>("moves");
+        QTest::newRow("press on the title bar") << 0 << true << true;
+        QTest::newRow("press below the title bar") << 0 << false << false;
+        QTest::newRow("fixed dialog, press where the title would be") << 1 << true << false;
+    }
+    void dialogDrag()
+    {
+        QFETCH(int, fixed);
+        QFETCH(bool, onTitle);
+        QFETCH(bool, moves);
+        CFlatDialog dialog(QStringLiteral("drag"), nullptr, 200, 150, fixed);
+        dialog.resize(340, 160);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        const QPoint start = dialog.pos();
+        auto* title = dialog.findChild<QFrame*>(QStringLiteral("m_titleBar"));
+        QCOMPARE(title->isVisible(), !fixed);
+
+        QFrame* content = dialog.contentFrame();
+        // A fixed dialog's content moves up into the title's place.
+        const QPoint local = onTitle ? (fixed ? content->mapTo(&dialog, QPoint(20, 5))
+                                              : title->mapTo(&dialog, QPoint(20, 10)))
+                                     : content->mapTo(&dialog, content->rect().center());
+        const QPoint press = dialog.mapToGlobal(local);
+        sendMouse(&dialog, QEvent::MouseButtonPress, press, Qt::LeftButton);
+        sendMouse(&dialog, QEvent::MouseMove, press + QPoint(30, 10), Qt::LeftButton);
+        sendMouse(&dialog, QEvent::MouseMove, press + QPoint(60, 25), Qt::LeftButton);
+        sendMouse(&dialog, QEvent::MouseButtonRelease, press + QPoint(60, 25), Qt::NoButton);
+        QCOMPARE(dialog.pos(), moves ? start + QPoint(60, 25) : start);
+    }
+
+    void messageAnswers_data()
+    {
+        QTest::addColumn<bool>("isQuestion");
+        QTest::addColumn<QString>("pressed");
+        QTest::addColumn<int>("answer");
+        QTest::newRow("question, Yes") << true << "m_yes" << int(QMessageBox::Yes);
+        QTest::newRow("question, closed by the title bar") << true << "m_tbClose" << int(QMessageBox::No);
+        QTest::newRow("information, Ok") << false << "m_ok" << int(QMessageBox::Ok);
+    }
+    void messageAnswers()
+    {
+        QFETCH(bool, isQuestion);
+        QFETCH(QString, pressed);
+        QFETCH(int, answer);
+        whenModal([&](QWidget* box) {
+            if (!isQuestion)
+                box->grab().save(SCREENSHOT_DIR "flatmessage.png");
+            QTest::mouseClick(box->findChild<QAbstractButton*>(pressed), Qt::LeftButton);
+        });
+        const int result = isQuestion
+            ? CFlatMessage::question(nullptr, QStringLiteral("Delete"), QStringLiteral("Sure?"))
+            : CFlatMessage::information(nullptr, QStringLiteral("error"), QStringLiteral("widget numbers should < 5"));
+        QCOMPARE(result, answer);
+    }
+
+    void scrollBarShowsOnEntryOnlyWhenContentOverflows_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<bool>("shows");
+        QTest::newRow("one line fits") << 1 << false;
+        QTest::newRow("a hundred lines overflow") << 100 << true;
+    }
+    void scrollBarShowsOnEntryOnlyWhenContentOverflows()
+    {
+        QFETCH(int, lines);
+        QFETCH(bool, shows);
+        TFlatScrollArea<QPlainTextEdit> area;
+        area.setLineWrapMode(QPlainTextEdit::NoWrap);
+        area.resize(200, 120);
+        QStringList text;
+        for (int i = 0; i < lines; ++i)
+            text << QStringLiteral("line %1").arg(i);
+        area.setPlainText(text.join(QLatin1Char('\n')));
+        area.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&area));
+        CFlatScrollBar* flat = area.flatVerticalScrollBar();
+        if (shows)
+            QTRY_VERIFY(flat->maximum() >= 1);
+        QVERIFY(flat->isHidden());
+
+        sendEvent(&area, QEvent::Enter);
+        QCOMPARE(flat->isVisible(), shows);
+        QVERIFY(area.flatHorizontalScrollBar()->isHidden());
+        // The flat bar scrolls the view.
+        area.verticalScrollBar()->setValue(lines / 2);
+        QCOMPARE(flat->value(), lines / 2);
+
+        sendEvent(&area, QEvent::Leave);
+        QVERIFY(flat->isHidden());
+    }
+
+    void searchBoxAsksTheOwnerWithItself()
+    {
+        SearchBox box;
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+        QSignalSpy next(&box, &SearchBox::searchNext);
+        QSignalSpy previous(&box, &SearchBox::searchPrevious);
+        QTest::keyClicks(box.findChild<QLineEdit*>(QStringLiteral("lineEdit")), QStringLiteral("Tarvine"));
+        QVERIFY(box.grab().save(SCREENSHOT_DIR "searchbox.png"));
+
+        QTest::mouseClick(box.findChild<QPushButton*>(QStringLiteral("buttonNext")), Qt::LeftButton);
+        QCOMPARE(next.count(), 1);
+        QCOMPARE(previous.count(), 0);
+        QTest::mouseClick(box.findChild<QPushButton*>(QStringLiteral("buttonPrevious")), Qt::LeftButton);
+        QCOMPARE(next.count(), 1);
+        QCOMPARE(previous.count(), 1);
+        QCOMPARE(next.first().first().value<SearchBox*>(), &box);
+        QCOMPARE(previous.first().first().value<SearchBox*>(), &box);
+        QCOMPARE(box.text(), QStringLiteral("Tarvine"));
+    }
+
+    void selectedTabIsAccentOthersWhite()
+    {
+        CFlatTabWidget tabs;
+        tabs.setObjectName(QStringLiteral("tabWidget"));
+        for (const char* title : {"GATT", "GAP", "L2CAP"})
+            tabs.addTab(new QLabel(QString::fromLatin1(title)), QString::fromLatin1(title));
+        tabs.setCurrentIndex(1);
+        tabs.resize(320, 120);
+        tabs.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&tabs));
+        QTabBar* bar = tabs.tabBar();
+        const QImage image = bar->grab().toImage();
+        for (int i = 0; i < bar->count(); ++i) {
+            // Left of the centred label, inside the edge.
+            const QPoint inside(bar->tabRect(i).left() + 3, bar->tabRect(i).center().y());
+            QCOMPARE(image.pixelColor(inside * image.devicePixelRatio()),
+                     i == 1 ? QColor(0x189EDE) : QColor(Qt::white));
+        }
+    }
+
+    void aboutScreenshotAndClose()
+    {
+        CAboutDialog dialog;
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QVERIFY(dialog.grab().save(SCREENSHOT_DIR "caboutdialog.png"));
+        QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("m_close")), Qt::LeftButton);
+        QCOMPARE(dialog.result(), int(QDialog::Accepted));
+    }
+};
+
+QTEST_MAIN(TestFlatKit)
+#include "tst_flatkit.moc"
