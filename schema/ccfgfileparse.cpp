@@ -53,20 +53,12 @@ UiField readSubField(const QDomElement& e)
     return sub;
 }
 
+// A field is read like a sub-field, plus its unit, precision and enum items or list cells.
 UiField readField(const QDomElement& e)
 {
-    UiField field;
-    field.key = e.attribute(QStringLiteral("key"));
-    field.title = e.attribute(QStringLiteral("title"));
-    field.type = e.attribute(QStringLiteral("type"));
-    field.maxLength = e.attribute(QStringLiteral("maxLength"));
-    field.max = e.attribute(QStringLiteral("max"));
-    field.min = e.attribute(QStringLiteral("min"));
+    UiField field = readSubField(e);
     field.singleStep = e.attribute(QStringLiteral("singleStep"));
     field.precision = e.attribute(QStringLiteral("precision"));
-    field.defaultValue = e.attribute(QStringLiteral("defaultValue"));
-    field.subType = e.attribute(QStringLiteral("subType"));
-    field.length = e.attribute(QStringLiteral("length"));
 
     const QDomNodeList children = e.childNodes();
     if (isEnumType(field.type)) {
