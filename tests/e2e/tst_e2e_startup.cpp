@@ -21,7 +21,6 @@ private slots:
     void probeFindsEveryDongle();
     void startupSequenceFillsConfig();
     void injectedBytesReachTheParser();
-    void muteStopsHeartbeatAcks();
     void unplugAndPlug();
 
 private:
@@ -129,57 +128,6 @@ void tst_E2eStartup::injectedBytesReachTheParser()
 
     QCOMPARE(sim.control("inject 0 zz"), QStringLiteral("error: inject takes hex bytes"));
     QCOMPARE(sim.control("inject 7 00"), QStringLiteral("error: no dongle \"7\""));
-    tab.msg()->closePort();
-}
-
-void tst_E2eStartup::muteStopsHeartbeatAcks()
-{
-    SimProcess sim({"--dongles", "1"});
-    QVERIFY(sim.readLine().startsWith(QLatin1String("ttySIM0 -> ")));
-    MainDongleWidget tab(nullptr, QStringLiteral("e2e"));
-    connectTab(tab);
-
-    QSignalSpy gap(tab.msg(), &CMsg::sig_rcvGapMsg);
-    QSignalSpy common(tab.msg(), &CMsg::sig_rcvCommonMsg);
-    const QByteArray heartbeat = QByteArray::fromHex("AA01840000");
-    const QByteArray heartbeatAck = QByteArray::fromHex("BB0184010000");
-    // Wait for the white list answer, the last of the start-up sequence, before watching.
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            for (const auto& t : sim.trace())
-                if (t.direction == QLatin1String("up") && t.bytes.startsWith(QByteArray::fromHex("DD010E")))
-                    return true;
-            return false;
-        }(),
-        5000);
-    gap.clear();
-
-    QCOMPARE(sim.control("mute 0 on"), QStringLiteral("ok"));
-    QCOMPARE(tab.msg()->sendMsg(heartbeat), 0);
-    QCOMPARE(tab.msg()->sendMsg(QByteArray::fromHex("AA00030000")), 0);
-    // The dongle answers in order: once the type is in, a heartbeat ack would have come.
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            for (const auto& e : common)
-                if (e.at(0).toByteArray().startsWith(QByteArray::fromHex("DD0003")))
-                    return true;
-            return false;
-        }(),
-        5000);
-    for (const auto& e : gap)
-        QVERIFY(e.at(0).toByteArray() != heartbeatAck);
-
-    QCOMPARE(sim.control("mute 0 off"), QStringLiteral("ok"));
-    QCOMPARE(tab.msg()->sendMsg(heartbeat), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            for (const auto& e : gap)
-                if (e.at(0).toByteArray() == heartbeatAck)
-                    return true;
-            return false;
-        }(),
-        5000);
-    QCOMPARE(sim.control("mute 0 maybe"), QStringLiteral("error: mute takes on or off"));
     tab.msg()->closePort();
 }
 
