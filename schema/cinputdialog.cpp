@@ -1,0 +1,57 @@
+#include "cinputdialog.h"
+
+#include <QCursor>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "schema/cvalidatortextedit.h"
+
+CInputDialog::CInputDialog(const QString& title, const QString& text, QWidget* parent, int kind)
+    : CFlatDialog(title, parent)
+    , m_textEdit(new CValidatorTextEdit(kind, contentFrame()))
+    , m_pushButtonOK(new QPushButton(QStringLiteral("OK"), contentFrame()))
+    , m_pushButtonCancel(new QPushButton(QStringLiteral("Cancel"), contentFrame()))
+{
+    m_textEdit->setObjectName(QStringLiteral("textEdit"));
+    m_pushButtonOK->setObjectName(QStringLiteral("pushButtonOK"));
+    m_pushButtonCancel->setObjectName(QStringLiteral("pushButtonCancel"));
+    m_textEdit->setPlainText(text);
+    m_pushButtonOK->setDefault(true);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(m_pushButtonOK);
+    buttons->addWidget(m_pushButtonCancel);
+
+    auto* layout = new QVBoxLayout(contentFrame());
+    layout->setContentsMargins(12, 12, 12, 12);
+    layout->addWidget(m_textEdit, 1);
+    layout->addLayout(buttons);
+
+    setMinimumSize(400, 200);
+    move(QCursor::pos());
+
+    // The buttons are made after the base form wired its slots by name, so they are wired here.
+    connect(m_pushButtonOK, &QPushButton::clicked, this, &CInputDialog::on_pushButtonOK_clicked);
+    connect(m_pushButtonCancel, &QPushButton::clicked, this,
+            &CInputDialog::on_pushButtonCancel_clicked);
+}
+
+CInputDialog::~CInputDialog() = default;
+
+QString CInputDialog::text() const
+{
+    return m_textEdit->toPlainText();
+}
+
+void CInputDialog::on_pushButtonOK_clicked()
+{
+    emit sig_inputTextChanged(text());
+    accept();
+}
+
+void CInputDialog::on_pushButtonCancel_clicked()
+{
+    reject();
+}

@@ -1,0 +1,110 @@
+#include <QAbstractItemView>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "schema/ccomboboxwithcheckbox.h"
+
+namespace {
+
+const QString Long61 = QString(60, 'a') + 'b';
+const QString Long60 = QString(60, 'c');
+
+QMap<uint, QString> captions()
+{
+    return {{4, Long60}, {1, "LE 1M"}, {2, Long61}};
+}
+
+} // namespace
+
+class TstCComboBoxWithCheckBox : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void boxesInKeyOrderWithLongCaptionsCut()
+    {
+        CComboBoxWithCheckBox combo(captions());
+        const auto boxes = combo.findChildren<QCheckBox*>();
+        QCOMPARE(boxes.size(), 3);
+        QCOMPARE(boxes[0]->text(), QString("LE 1M"));
+        QCOMPARE(boxes[1]->text(), QString(60, 'a') + "...");
+        QCOMPARE(boxes[1]->toolTip(), Long61);
+        QCOMPARE(boxes[2]->text(), Long60);
+    }
+
+    void ticking_data()
+    {
+        QTest::addColumn<QList<int>>("clicks"); // box positions, in click order
+        QTest::addColumn<uint>("value");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("one box") << QList<int>{0} << 1u << "LE 1M";
+        QTest::newRow("two boxes, captions in key order") << QList<int>{2, 0} << 5u << "LE 1M | " + Long60;
+        QTest::newRow("long caption whole in the text") << QList<int>{1} << 2u << Long61;
+        QTest::newRow("ticked and unticked") << QList<int>{0, 1, 0} << 2u << Long61;
+        QTest::newRow("all unticked") << QList<int>{2, 2} << 0u << "";
+    }
+    void ticking()
+    {
+        QFETCH(QList<int>, clicks);
+        QFETCH(uint, value);
+        QFETCH(QString, text);
+        CComboBoxWithCheckBox combo(captions());
+        QSignalSpy changed(&combo, &CComboBoxWithCheckBox::comboxWithCheckBoxValueChanged);
+        const auto boxes = combo.findChildren<QCheckBox*>();
+        for (int i : clicks)
+            boxes[i]->click();
+        QCOMPARE(combo.value(), value);
+        QCOMPARE(combo.lineEdit()->text(), text);
+        QCOMPARE(combo.lineEdit()->toolTip(), text);
+        QCOMPARE(combo.lineEdit()->cursorPosition(), 0);
+        QCOMPARE(changed.count(), clicks.size());
+        QCOMPARE(changed.last().at(0).toUInt(), value);
+    }
+
+    void setValue_data()
+    {
+        QTest::addColumn<uint>("value");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("two bits") << 6u << Long61 + " | " + Long60;
+        QTest::newRow("a bit without a box") << 9u << "LE 1M";
+        QTest::newRow("nothing") << 0u << "";
+    }
+    void setValue()
+    {
+        QFETCH(uint, value);
+        CComboBoxWithCheckBox combo(captions());
+        QSignalSpy changed(&combo, &CComboBoxWithCheckBox::comboxWithCheckBoxValueChanged);
+        combo.setValue(value);
+        QCOMPARE(combo.value(), value);
+        QTEST(combo.lineEdit()->text(), "text");
+        const auto boxes = combo.findChildren<QCheckBox*>();
+        for (int i = 0; i < boxes.size(); ++i)
+            QCOMPARE(boxes[i]->isChecked(), bool(value & (1u << i)));
+        QCOMPARE(changed.count(), 0);
+    }
+
+    void lineKeepsItsText()
+    {
+        CComboBoxWithCheckBox combo(captions());
+        combo.setValue(1);
+        combo.lineEdit()->setText("typed");
+        QCOMPARE(combo.lineEdit()->text(), QString("LE 1M"));
+        combo.setCurrentIndex(2);
+        QCOMPARE(combo.lineEdit()->text(), QString("LE 1M"));
+    }
+
+    void clickOnTheLineOpensThePopup()
+    {
+        CComboBoxWithCheckBox combo(captions());
+        combo.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&combo));
+        QTest::mouseClick(combo.lineEdit(), Qt::LeftButton);
+        QTRY_VERIFY(combo.view()->isVisible());
+        combo.hidePopup();
+    }
+};
+
+QTEST_MAIN(TstCComboBoxWithCheckBox)
+#include "tst_ccomboboxwithcheckbox.moc"
