@@ -55,9 +55,9 @@ QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& pa
             field.length = xml.attributes().value(QLatin1String("length")).toInt();
             current.fields.append(field);
         } else if (xml.isEndElement() && xml.name() == QLatin1String("command")) {
-            // The first row of an id wins: later rows of the same id describe the same frame.
-            if (!commands.contains(current.id))
-                commands.insert(current.id, current);
+            // A later row of the same id replaces the earlier one, as in the tool: Disconnect
+            // (01@07) stands twice, and only its second row, condix at index 4, is the frame.
+            commands.insert(current.id, current);
         }
     }
     return commands;

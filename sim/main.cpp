@@ -33,7 +33,16 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QStringLiteral("tarvine-sim"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Virtual BLE dongles on pseudo-terminals."));
+    parser.setApplicationDescription(QStringLiteral(
+        "Virtual BLE dongles on pseudo-terminals.\n\n"
+        "Lines on stdin steer it, each answered \"ok\" or \"error: ...\":\n"
+        "  unplug N, plug N          the link goes and comes back\n"
+        "  mute N on|off             leave the heartbeat unanswered\n"
+        "  status N MM@OO CODE       ack that command with this status from now on (0 undoes)\n"
+        "  inject N HEX              raw bytes up the link\n"
+        "  log N TEXT                a dongle log line\n"
+        "  drop N CONDIX             the peer of that connection goes away (reason 0x13)\n"
+        "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),
                                      QStringLiteral("N"), QStringLiteral("1"));

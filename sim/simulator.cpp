@@ -116,7 +116,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -165,6 +165,15 @@ QString Simulator::control(const QString& line)
         if (!endpoint->isOpen())
             return QStringLiteral("error: dongle %1 is unplugged").arg(n);
         d->inject(bytes);
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("drop")) {
+        bool condixOk = false;
+        const int condix = rest.toInt(&condixOk);
+        if (!condixOk)
+            return QStringLiteral("error: drop takes a connection index");
+        if (!d->dropConnection(condix))
+            return QStringLiteral("error: dongle %1 has no connection %2").arg(n).arg(condix);
         return QStringLiteral("ok");
     }
     // log

@@ -175,6 +175,26 @@ void VirtualAir::removeAdvertisers(int owner)
     emit changed();
 }
 
+bool VirtualAir::isLinked(const QByteArray& address, quint8 addressType) const
+{
+    // Every scan asks for every advertising event: the common case of no link stays cheap.
+    return !m_links.isEmpty() && m_links.contains(address + char(addressType));
+}
+
+bool VirtualAir::link(const QByteArray& address, quint8 addressType)
+{
+    const QByteArray key = address + char(addressType);
+    if (m_links.contains(key))
+        return false;
+    m_links.insert(key);
+    return true;
+}
+
+void VirtualAir::unlink(const QByteArray& address, quint8 addressType)
+{
+    m_links.remove(address + char(addressType));
+}
+
 QVector<VirtualAdvertiser> VirtualAir::defaultWorld()
 {
     QVector<VirtualAdvertiser> world;

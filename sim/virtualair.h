@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QJsonArray>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVector>
 
@@ -27,7 +28,7 @@ struct VirtualAdvertiser {
     QByteArray advData;
     QByteArray scanResponse;
     QByteArray periodicData;
-    // The GATT database the device will serve once connections are simulated; kept as written.
+    // The GATT database the device will serve once GATT is simulated; kept as written.
     QJsonArray services;
     // -1 for a device of the world; otherwise the number of the dongle that advertises.
     int owner = -1;
@@ -55,9 +56,16 @@ public:
 
     static QVector<VirtualAdvertiser> defaultWorld();
 
+    // Peers in a connection, by address and type. A peer takes one central at a time and does
+    // not advertise while linked, as most sensors do.
+    bool isLinked(const QByteArray& address, quint8 addressType) const;
+    bool link(const QByteArray& address, quint8 addressType);
+    void unlink(const QByteArray& address, quint8 addressType);
+
 signals:
     void changed();
 
 private:
     QVector<VirtualAdvertiser> m_advertisers;
+    QSet<QByteArray> m_links; // address + type
 };

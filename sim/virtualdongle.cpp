@@ -1,5 +1,7 @@
 #include "virtualdongle.h"
 
+#include <algorithm>
+
 #include <QTimer>
 
 #include "commandtable.h"
@@ -13,6 +15,16 @@ constexpr int ScanTickMs = 5;
 // and the rest stays free for acks and heartbeats.
 constexpr double ReportShareOfLink = 0.7;
 constexpr double BudgetBurstBytes = 4096;
+// How often an initiator looks again for a target that is not in the air.
+constexpr int IdlePollMs = 100;
+
+// Offsets in the payload of 5_0_Connect.
+constexpr int InitType = 0;
+constexpr int InitPhys = 1; // 1 LE 1M, 2 LE 2M, 4 LE Coded
+constexpr int InitTimeout = 2; // 10 ms, 0: none
+constexpr int InitScan = 4; // interval and window: LE 1M, then LE Coded
+constexpr int InitSets = 12; // interval min and max, latency, timeout, CE: LE 1M, 2M, Coded
+constexpr int InitPeer = 42; // address, then its type
 
 constexpr quint16 cmd(quint8 module, quint8 opcode)
 {
@@ -25,6 +37,11 @@ QByteArray le16(int value)
     bytes.append(char(value & 0xFF));
     bytes.append(char((value >> 8) & 0xFF));
     return bytes;
+}
+
+int u16(const QByteArray& bytes, int at)
+{
+    return quint8(bytes.at(at)) | quint8(bytes.at(at + 1)) << 8;
 }
 
 QByteArray lengthPrefixed16(const QByteArray& text)
@@ -61,13 +78,25 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_scanEndTimer = new QTimer(this);
     m_scanEndTimer->setSingleShot(true);
     connect(m_scanEndTimer, &QTimer::timeout, this, [this] { stopScan(1); });
-    if (m_air)
-        connect(m_air, &VirtualAir::changed, this, &VirtualDongle::rescheduleAll);
+    m_connectTimer = new QTimer(this);
+    m_connectTimer->setSingleShot(true);
+    connect(m_connectTimer, &QTimer::timeout, this, &VirtualDongle::connectTick);
+    m_connectTimeoutTimer = new QTimer(this);
+    m_connectTimeoutTimer->setSingleShot(true);
+    connect(m_connectTimeoutTimer, &QTimer::timeout, this, [this] {
+        stopConnecting();
+        result(0x01, 0x80, QByteArray()); // Auto Connect Time Out, for direct connections too
+    });
+    if (air)
+        connect(air, &VirtualAir::changed, this, &VirtualDongle::rescheduleAll);
     m_clock.start();
     restoreDefaults();
 }
 
-VirtualDongle::~VirtualDongle() = default;
+VirtualDongle::~VirtualDongle()
+{
+    releaseLinks();
+}
 
 QByteArray VirtualDongle::probeAnswer()
 {
@@ -103,6 +132,7 @@ void VirtualDongle::powerCycle()
         m_scanTimer->stop();
         m_scanEndTimer->stop();
     }
+    releaseLinks();
     m_input.clear();
     m_reset = false;
     m_muted = false;
@@ -239,6 +269,7 @@ void VirtualDongle::handleCommand(quint8 module, quint8 opcode, const QByteArray
             m_scanTimer->stop();
             m_scanEndTimer->stop();
         }
+        releaseLinks();
         restoreDefaults();
         m_reset = true;
         ack(module, opcode, 0);
@@ -370,6 +401,41 @@ void VirtualDongle::handleCommand(quint8 module, quint8 opcode, const QByteArray
         ack(module, opcode, 0);
         stopScan(0);
         return;
+    case cmd(0x01, 0x3F): { // 5_0_Connect
+        if (!fixedLengthOk())
+            return;
+        const QString error = connectParameterError(payload);
+        if (!error.isEmpty()) {
+            ack(module, opcode, StatusInvalidParam);
+            dongleLog(QStringLiteral("5_0_Connect: ") + error);
+            return;
+        }
+        const bool linkedAlready = payload.at(InitType) == 0 && m_links.values().contains(payload.mid(InitPeer, 7));
+        if (m_connecting || linkedAlready)
+            return ack(module, opcode, StatusDisallowed);
+        if (m_links.size() >= MaxConnections)
+            return ack(module, opcode, StatusNoResources);
+        ack(module, opcode, 0);
+        startConnect(payload);
+        return;
+    }
+    case cmd(0x01, 0x49): // Cancel Connect
+        if (!fixedLengthOk())
+            return;
+        if (!m_connecting)
+            return ack(module, opcode, StatusDisallowed);
+        ack(module, opcode, 0);
+        stopConnecting();
+        result(0x01, 0x4A, QByteArray(1, 0));
+        return;
+    case cmd(0x01, 0x07): // Disconnect
+        if (!fixedLengthOk())
+            return;
+        if (!m_links.contains(quint8(payload.at(0))))
+            return ack(module, opcode, StatusInvalidConnIdx);
+        ack(module, opcode, 0);
+        endLink(quint8(payload.at(0)), ReasonLocalHost);
+        return;
     default:
         ack(module, opcode, StatusNotSupported);
         return;
@@ -422,7 +488,8 @@ void VirtualDongle::rescheduleAll()
 
 bool VirtualDongle::hears(const VirtualAdvertiser& advertiser) const
 {
-    if (advertiser.owner == m_number || advertiser.rssi < -100)
+    if (advertiser.owner == m_number || advertiser.rssi < -100
+        || m_air->isLinked(advertiser.address, advertiser.addressType))
         return false;
     const quint8 flags = adFlags(advertiser.advData);
     switch (m_scanType) {
@@ -508,4 +575,161 @@ bool VirtualDongle::report(const VirtualAdvertiser& a, quint8 classification, co
     payload.append(data);
     result(0x01, 0x02, payload);
     return true;
+}
+
+// The checks of a link layer on the parameters of every PHY that the properties name.
+QString VirtualDongle::connectParameterError(const QByteArray& p) const
+{
+    const quint8 type = quint8(p.at(InitType));
+    const quint8 phys = quint8(p.at(InitPhys));
+    if (type > 1)
+        return QStringLiteral("initiating type %1 unknown").arg(type);
+    if (!(phys & 0x05) || (phys & ~0x07))
+        return QStringLiteral("properties 0x%1 scan on no PHY").arg(phys, 2, 16, QLatin1Char('0'));
+    if (type == 0 && quint8(p.at(InitPeer + 6)) > 3)
+        return QStringLiteral("peer address type %1 unknown").arg(quint8(p.at(InitPeer + 6)));
+    for (int set = 0; set < 3; ++set) {
+        if (!(phys & (1 << set)))
+            continue;
+        if (set != 1) { // LE 2M is never scanned
+            const int at = InitScan + (set == 2 ? 4 : 0);
+            if (u16(p, at) < 4 || u16(p, at + 2) < 4 || u16(p, at + 2) > u16(p, at))
+                return QStringLiteral("scan window %1 does not fit interval %2").arg(u16(p, at + 2)).arg(u16(p, at));
+        }
+        const int at = InitSets + 10 * set;
+        const int min = u16(p, at), max = u16(p, at + 2), latency = u16(p, at + 4), timeout = u16(p, at + 6);
+        if (min < 6 || max > 3200 || min > max)
+            return QStringLiteral("connection interval %1 to %2 out of range").arg(min).arg(max);
+        if (latency > 499)
+            return QStringLiteral("latency %1 out of range").arg(latency);
+        // The supervision timeout must outlast two of the longest gaps that the latency allows.
+        if (timeout < 10 || timeout > 3200 || timeout * 4 <= (1 + latency) * max)
+            return QStringLiteral("supervision timeout %1 too short or too long").arg(timeout);
+    }
+    return QString();
+}
+
+void VirtualDongle::startConnect(const QByteArray& payload)
+{
+    m_initiating = payload;
+    m_autoConnect = payload.at(InitType) == 1;
+    m_connectPeer = payload.mid(InitPeer, 7);
+    m_connecting = true;
+    // The first chance comes with the target's next advertising event, somewhere in its interval.
+    const VirtualAdvertiser* target = connectTarget();
+    m_connectTimer->start(target ? int(m_random.bounded(target->intervalMs + 1)) : IdlePollMs);
+    if (u16(payload, InitTimeout) > 0)
+        m_connectTimeoutTimer->start(u16(payload, InitTimeout) * 10);
+}
+
+// The peer to connect to now: the one named, or the first of the white list in the air.
+const VirtualAdvertiser* VirtualDongle::connectTarget() const
+{
+    if (!m_air)
+        return nullptr;
+    const quint8 phys = quint8(m_initiating.at(InitPhys));
+    auto find = [&](const QByteArray& key) -> const VirtualAdvertiser* {
+        for (const VirtualAdvertiser& a : m_air->advertisers()) {
+            if (a.addressType != quint8(key.at(6)) || a.address != key.left(6))
+                continue;
+            const bool scanned = phys & (a.primaryPhy == 3 ? 0x04 : 0x01);
+            const bool free = !m_air->isLinked(a.address, a.addressType);
+            return a.owner != m_number && a.connectable && a.rssi >= -100 && scanned && free ? &a : nullptr;
+        }
+        return nullptr;
+    };
+    if (!m_autoConnect)
+        return find(m_connectPeer);
+    for (const QByteArray& entry : m_whitelist) {
+        if (const VirtualAdvertiser* a = find(entry))
+            return a;
+    }
+    return nullptr;
+}
+
+void VirtualDongle::connectTick()
+{
+    if (!m_connecting)
+        return;
+    const VirtualAdvertiser* target = connectTarget();
+    if (target) {
+        // The initiator hears the event as often as its scan window covers its scan interval.
+        const int at = InitScan + (target->primaryPhy == 3 ? 4 : 0);
+        if (m_random.generateDouble() * u16(m_initiating, at) < u16(m_initiating, at + 2)) {
+            establish(*target);
+            if (!m_connecting)
+                return;
+            target = connectTarget();
+        }
+    }
+    m_connectTimer->start(target ? target->intervalMs + int(m_random.bounded(11)) : IdlePollMs);
+}
+
+void VirtualDongle::establish(const VirtualAdvertiser& peer)
+{
+    int condix = 0;
+    while (m_links.contains(condix))
+        ++condix;
+    m_links.insert(condix, peer.address + char(peer.addressType));
+    m_air->link(peer.address, peer.addressType);
+
+    const int set = InitSets + (peer.primaryPhy == 3 ? 20 : 0);
+    QByteArray payload;
+    payload.append(char(0)); // status
+    payload.append(char(1)); // connected
+    payload.append(char(condix));
+    payload.append(m_initiating.mid(set + 2, 2)); // a central takes the longest interval allowed
+    payload.append(m_initiating.mid(set + 4, 4)); // latency and supervision timeout as asked
+    payload.append(char(0)); // clock accuracy: only a peripheral learns its central's
+    payload.append(char(peer.addressType));
+    payload.append(peer.address);
+    payload.append(char(0)); // role: master
+    result(0x01, 0x06, payload);
+
+    // A direct connection ends the procedure; an automatic one goes on until every device of
+    // the white list is connected.
+    const QList<QByteArray> linked = m_links.values();
+    const bool more = m_autoConnect && m_links.size() < MaxConnections
+                      && std::any_of(m_whitelist.cbegin(), m_whitelist.cend(),
+                                     [&](const QByteArray& entry) { return !linked.contains(entry); });
+    if (!more)
+        stopConnecting();
+}
+
+void VirtualDongle::stopConnecting()
+{
+    m_connecting = false;
+    m_connectTimer->stop();
+    m_connectTimeoutTimer->stop();
+}
+
+void VirtualDongle::endLink(int condix, quint8 reason)
+{
+    const QByteArray peer = m_links.take(condix);
+    if (m_air)
+        m_air->unlink(peer.left(6), quint8(peer.at(6)));
+    QByteArray payload;
+    payload.append(char(0)); // status
+    payload.append(char(reason));
+    payload.append(char(condix));
+    result(0x01, 0x08, payload);
+}
+
+bool VirtualDongle::dropConnection(int condix, quint8 reason)
+{
+    if (!m_links.contains(condix))
+        return false;
+    endLink(condix, reason);
+    return true;
+}
+
+// A reset or a power cut ends every link without a word; the peers just find them gone.
+void VirtualDongle::releaseLinks()
+{
+    stopConnecting();
+    for (const QByteArray& peer : qAsConst(m_links)) {
+        if (m_air)
+            m_air->unlink(peer.left(6), quint8(peer.at(6)));
+    }
+    m_links.clear();
 }

@@ -3,7 +3,9 @@
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QHash>
+#include <QMap>
 #include <QObject>
+#include <QPointer>
 #include <QRandomGenerator>
 #include <QSet>
 #include <QString>
@@ -22,6 +24,9 @@ class VirtualDongle : public QObject
 
 public:
     static constexpr int LinkBytesPerSecond = 46080; // 460800 baud, 10 bits a byte
+    static constexpr quint8 StatusInvalidParam = 1;
+    static constexpr quint8 StatusInvalidConnIdx = 3;
+    static constexpr quint8 StatusNoResources = 16;
     static constexpr quint8 StatusNotSupported = 17;
     static constexpr quint8 StatusInvalidDataLength = 14;
     static constexpr quint8 StatusDisallowed = 15;
@@ -29,6 +34,10 @@ public:
     static constexpr quint8 StatusListItemExists = 10;
     static constexpr quint8 StatusListFull = 11;
     static constexpr int WhitelistSize = 10;
+    static constexpr int MaxConnections = 8;
+    // Disconnection reasons, as the link layer gives them.
+    static constexpr quint8 ReasonRemoteUser = 0x13;
+    static constexpr quint8 ReasonLocalHost = 0x16;
 
     // The air is not owned and may be shared by several dongles.
     VirtualDongle(int number, VirtualAir* air, QObject* parent = nullptr);
@@ -49,6 +58,9 @@ public:
 
     bool hasBeenReset() const { return m_reset; }
     bool isScanning() const { return m_scanning; }
+    bool isConnecting() const { return m_connecting; }
+    // The peer of a connection goes away: the link ends with this reason. False: no such link.
+    bool dropConnection(int condix, quint8 reason = ReasonRemoteUser);
     QByteArray identityAddress() const { return m_identityAddress; }
     QString deviceName() const { return QString::fromUtf8(m_deviceName); }
 
@@ -77,8 +89,17 @@ private:
     bool hears(const VirtualAdvertiser& advertiser) const;
     bool report(const VirtualAdvertiser& advertiser, quint8 classification, const QByteArray& data);
 
+    void startConnect(const QByteArray& payload);
+    QString connectParameterError(const QByteArray& payload) const;
+    const VirtualAdvertiser* connectTarget() const;
+    void connectTick();
+    void establish(const VirtualAdvertiser& peer);
+    void stopConnecting();
+    void endLink(int condix, quint8 reason);
+    void releaseLinks();
+
     const int m_number;
-    VirtualAir* m_air = nullptr;
+    QPointer<VirtualAir> m_air; // the air may go first when both are children of one object
     QByteArray m_input;
     bool m_reset = false;
     bool m_muted = false;
@@ -110,4 +131,13 @@ private:
     double m_budget = 0; // bytes the link may still carry now
     qint64 m_budgetAt = 0;
     int m_rssiJitter = 3;
+
+    // Connecting: one initiating procedure at a time, direct or through the white list.
+    QTimer* m_connectTimer = nullptr; // the target's next advertising event
+    QTimer* m_connectTimeoutTimer = nullptr;
+    bool m_connecting = false;
+    bool m_autoConnect = false;
+    QByteArray m_connectPeer; // address + type of a direct connection
+    QByteArray m_initiating; // the 5_0_Connect payload
+    QMap<int, QByteArray> m_links; // condix -> peer address + type
 };

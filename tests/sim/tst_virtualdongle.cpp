@@ -15,6 +15,8 @@ private slots:
     void scanReports_data();
     void scanReports();
     void scanDurationEndsScan();
+    void connections_data();
+    void connections();
 
 private:
     static QByteArray hex(const char* text) { return QByteArray::fromHex(QByteArray(text)); }
@@ -83,8 +85,8 @@ void tst_VirtualDongle::answers_data()
         << hex("01 02 03 AA 01 84 00 00 D1")
         << hex("FF 00 00 2D 00 75 61 72 74 20 72 78 3A 20 64 72 6F 70 70 65 64 20 33 20 62 79 74 65 73 20 77 69 74 68 "
                "6F 75 74 20 66 72 61 6D 65 20 68 65 61 64 65 72 44 BB 01 84 01 00 00 BF");
-    QTest::newRow("known command not taught yet") << true << "" << 0 << hex("AA 01 07 01 00 00 4D")
-                                                  << hex("BB 01 07 01 00 11 2B");
+    QTest::newRow("known command not taught yet") << true << "" << 0 << hex("AA 01 13 00 00 42")
+                                                  << hex("BB 01 13 01 00 11 1F");
     QTest::newRow("Device Name Set then Get") << true << "" << 0
         << hex("AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA")
         << hex("BB 01 59 01 00 00 EA BB 01 5B 01 00 00 E8 DD 01 5C 04 00 03 41 42 43 F9");
@@ -195,6 +197,73 @@ void tst_VirtualDongle::scanDurationEndsScan()
     dongle.feed(hex("AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 05 00 00 00 00 00 BC"));
     QTRY_VERIFY_WITH_TIMEOUT(!dongle.isScanning(), 5000);
     QCOMPARE(spy.last().at(0).toByteArray(), hex("DD 01 04 02 00 00 01 1B"));
+}
+
+// 5_0_Connect with scan 9.375 ms in 9.375 ms, interval 7.5 to 12.5 ms, latency 1, timeout 1 s.
+#define CONNECT(TYPE_PHYS_TIMEOUT, PEER) "AA 01 3F 32 00 " TYPE_PHYS_TIMEOUT " 0F 00 0F 00 0F 00 0F 00 " \
+    "06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 " PEER
+static const char* const kConnectHr = CONNECT("00 01 00 00", "01 00 00 10 5A C6 01 00 16");
+static const char* const kConnectThermo = CONNECT("00 01 00 00", "03 00 00 10 5A C6 01 00 14");
+static const char* const kConnectBeacon = CONNECT("00 01 00 00", "04 00 00 10 5A C6 01 00 13");
+static const char* const kAutoConnect50ms = CONNECT("01 01 05 00", "00 00 00 00 00 00 00 00 42");
+static const char* const kAutoConnect = CONNECT("01 01 00 00", "00 00 00 00 00 00 00 00 47");
+static const char* const kConnectAck = "BB 01 3F 01 00 00 04 ";
+static const char* const kHrCondix0 = "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 01 00 00 10 5A C6 00 68";
+
+void tst_VirtualDongle::connections_data()
+{
+    QTest::addColumn<QStringList>("steps"); // downlink hex, "drop CONDIX" or "status MM@OO CODE"
+    QTest::addColumn<QStringList>("ups"); // all uplink bytes after each step
+    QTest::addColumn<bool>("connecting");
+
+    const QString hrAt0 = QString(kConnectAck) + kHrCondix0;
+    QTest::newRow("heart-rate sensor: master, condix 0") << QStringList{kConnectHr} << QStringList{hrAt0} << false;
+    QTest::newRow("second connection takes condix 1") << QStringList{kConnectHr, kConnectThermo}
+        << QStringList{hrAt0, QString(kConnectAck) + "DD 01 06 12 00 00 01 01 0A 00 01 00 64 00 00 01 03 00 00 10 5A C6 00 65"}
+        << false;
+    QTest::newRow("non-connectable peer stays pending") << QStringList{kConnectBeacon} << QStringList{kConnectAck} << true;
+    QTest::newRow("cancel while pending") << QStringList{kConnectBeacon, "AA 01 49 00 00 0C"}
+        << QStringList{kConnectAck, "BB 01 49 01 00 00 FA DD 01 4A 01 00 00 D7"} << false;
+    QTest::newRow("Disconnect: terminated by local host") << QStringList{kConnectHr, "AA 01 07 01 00 00 4D"}
+        << QStringList{hrAt0, "BB 01 07 01 00 00 3C DD 01 08 03 00 00 16 00 01"} << false;
+    QTest::newRow("drop: remote user, then the peer advertises again") << QStringList{kConnectHr, "drop 0", kConnectHr}
+        << QStringList{hrAt0, "DD 01 08 03 00 00 13 00 04", hrAt0} << false;
+    QTest::newRow("Disconnect of no connection") << QStringList{"AA 01 07 01 00 05 48"}
+        << QStringList{"BB 01 07 01 00 03 39"} << false;
+    QTest::newRow("auto connect, empty white list, times out") << QStringList{kAutoConnect50ms}
+        << QStringList{QString(kConnectAck) + "DD 01 80 00 00 A2"} << false;
+    QTest::newRow("auto connect to the white-listed thermometer")
+        << QStringList{"AA 01 09 07 00 03 00 00 10 5A C6 01 11", kAutoConnect}
+        << QStringList{"BB 01 09 01 00 00 3A",
+                       QString(kConnectAck) + "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 03 00 00 10 5A C6 00 66"}
+        << false;
+    QTest::newRow("refused through status") << QStringList{"status 01@3F 12", kConnectHr}
+        << QStringList{"", "BB 01 3F 01 00 0C F8"} << false;
+}
+
+void tst_VirtualDongle::connections()
+{
+    QFETCH(QStringList, steps);
+    QFETCH(QStringList, ups);
+    QFETCH(bool, connecting);
+
+    VirtualAir air;
+    VirtualDongle dongle(0, &air);
+    QByteArray up;
+    connect(&dongle, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+    dongle.feed(hex(kReset));
+    for (int i = 0; i < steps.size(); ++i) {
+        up.clear();
+        const QString step = steps.at(i);
+        if (step.startsWith(QLatin1String("drop ")))
+            QVERIFY(dongle.dropConnection(step.section(' ', 1).toInt()));
+        else if (step.startsWith(QLatin1String("status ")))
+            dongle.setStatus(step.section(' ', 1, 1), quint8(step.section(' ', 2).toInt()));
+        else
+            dongle.feed(hex(qPrintable(step)));
+        QTRY_COMPARE_WITH_TIMEOUT(up.toHex(' '), hex(qPrintable(ups.at(i))).toHex(' '), 5000);
+    }
+    QCOMPARE(dongle.isConnecting(), connecting);
 }
 
 QTEST_GUILESS_MAIN(tst_VirtualDongle)
