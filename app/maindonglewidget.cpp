@@ -17,10 +17,12 @@
 #include "schema/ccfgfileparse.h"
 #include "schema/ccommand.h"
 #include "schema/cutil.h"
+#include "settings/csettingdialog.h"
 
 namespace {
 
 const char* const kSourceFile = ".\\maindonglewidget";
+const char* const kSettingsFile = ":/config/resources/conf/sample_config_5_0.xml";
 
 // Queries that fill the settings map after every reset of the dongle, in the order they go out.
 const char* const kStartupQueries[] = {
@@ -62,6 +64,14 @@ MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
     m_config = new QMap<QString, QVariant>;
     m_heartBeat = new CHeartBeat(m_msg, m_logger, 1000);
     connect(m_heartBeat, &CHeartBeat::dead, this, &MainDongleWidget::on_deviceDead);
+
+    // Defaults seed the map once; values kept in config.ini replace them when the tab loads.
+    {
+        CSettingDialog settings(m_logger, m_config);
+        if (!settings.parseConfigFile(kSettingsFile))
+            return;
+        settings.seedConfig();
+    }
 
     ui->splitter->setStretchFactor(0, 7);
     ui->splitter->setStretchFactor(1, 3);
@@ -242,6 +252,20 @@ void MainDongleWidget::setToolsEnabled(bool enabled)
     }
     ui->tabWidget->setEnabled(enabled);
     ui->tabWidget_log->setEnabled(enabled);
+}
+
+void MainDongleWidget::on_toolButton_configureSettings_clicked()
+{
+    CSettingDialog dialog(m_logger, m_config, this);
+    connect(&dialog, &CSettingDialog::staticSettingsUpdated, this, &MainDongleWidget::on_staticConfigSet);
+    connect(&dialog, &CSettingDialog::dynamicSettingsUpdated, this,
+            &MainDongleWidget::on_DynamicConfigApply);
+    connect(&dialog, &CSettingDialog::sig_isPairEnable, this, &MainDongleWidget::on_isPairEnable);
+    dialog.setAirActionCheck([this] { return isAirActionOn(); });
+    if (!dialog.parseConfigFile(kSettingsFile))
+        return;
+    dialog.fillControls();
+    dialog.exec();
 }
 
 void MainDongleWidget::on_toolButton_reset_clicked()
@@ -480,7 +504,18 @@ void MainDongleWidget::on_DynamicConfigApply()
         CCommand::logSendFailed(m_logger, "Set Security Parameter");
 }
 
+void MainDongleWidget::on_isPairEnable(bool pairEnable)
+{
+    emit sig_pairEnable(pairEnable);
+}
+
 // Nothing sends through the controller: pages talk to the codec themselves.
 void MainDongleWidget::on_sendCommand()
 {
+}
+
+// Until the pages that go on air exist, nothing can keep the dongle busy.
+bool MainDongleWidget::isAirActionOn() const
+{
+    return false;
 }

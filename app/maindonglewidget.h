@@ -44,6 +44,7 @@ public:
 signals:
     void sig_SerialPortArrived(QString portName);
     void sig_SerialPortRemoved(QString portName);
+    void sig_pairEnable(bool pairEnable);
     void showThisDongleTab(QString dongleName);
     void updateDongleName(MainDongleWidget* widget, QString dongleName);
 
@@ -55,10 +56,12 @@ public slots:
     void onConnectionStatusChanged(bool connectionStatus);
     void on_staticConfigSet();
     void on_DynamicConfigApply();
+    void on_isPairEnable(bool pairEnable);
     void on_sendCommand();
     void on_deviceDead();
 
 private slots:
+    void on_toolButton_configureSettings_clicked();
     void on_toolButton_reset_clicked();
     void on_toolButton_download_clicked();
 
@@ -81,6 +84,7 @@ private:
     void sendStartupSequence();
     void sendDeviceName();
     void setToolsEnabled(bool enabled);
+    bool isAirActionOn() const;
 
     Ui::MainDongleWidget* ui;
     QMap<QString, Handler> procTable;

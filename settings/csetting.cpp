@@ -1,0 +1,59 @@
+#include "csetting.h"
+
+CSetting::CSetting(const QString& key, const QString& title, CSetting* parent)
+    : QWidget(parent)
+    , m_key(key)
+    , m_title(title)
+    , m_parent(parent)
+{
+    if (parent)
+        parent->addChild(this);
+}
+
+CSetting::~CSetting() = default;
+
+QVariant CSetting::defaultValue() const
+{
+    return m_defaultValue;
+}
+
+bool CSetting::isValid() const
+{
+    return true;
+}
+
+void CSetting::setReadOnly(bool)
+{
+}
+
+QVariant CSetting::value() const
+{
+    return m_value;
+}
+
+void CSetting::setValue(const QVariant& value)
+{
+    m_value = value;
+}
+
+void CSetting::addToLayout(QLayout*)
+{
+}
+
+void CSetting::addChild(CSetting*)
+{
+}
+
+void CSetting::removeChild(CSetting*)
+{
+}
+
+CSetting* CSetting::childAt(int) const
+{
+    return nullptr;
+}
+
+int CSetting::childCount() const
+{
+    return 0;
+}
