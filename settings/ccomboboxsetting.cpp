@@ -1,7 +1,6 @@
 #include "ccomboboxsetting.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 
 #include "schema/cstyledcombobox.h"
 
@@ -37,13 +36,12 @@ void CComboBoxSetting::setValue(const QVariant& value)
 void CComboBoxSetting::addToLayout(QLayout* layout)
 {
     if (!m_comboBox) {
-        auto* row = new QHBoxLayout(this);
-        row->setContentsMargins(0, 0, 0, 0);
-        auto* label = new QLabel(m_title, this);
-        label->setMinimumWidth(260);
-        row->addWidget(label);
+        QHBoxLayout* row = makeTitledRow();
         m_comboBox = new CStyledComboBox(this);
         m_comboBox->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        // Long captions must not widen the page past the dialog.
+        m_comboBox->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        m_comboBox->setMinimumContentsLength(20);
         for (const Item& item : qAsConst(m_items))
             m_comboBox->addItem(item.first, item.second);
         row->addWidget(m_comboBox);

@@ -1,7 +1,6 @@
 #include "ccomboboxwithcheckboxsetting.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 
 #include "schema/ccomboboxwithcheckbox.h"
 
@@ -38,13 +37,11 @@ void CComboBoxWithCheckBoxSetting::setValue(const QVariant& value)
 void CComboBoxWithCheckBoxSetting::addToLayout(QLayout* layout)
 {
     if (!m_comboBox) {
-        auto* row = new QHBoxLayout(this);
-        row->setContentsMargins(0, 0, 0, 0);
-        auto* label = new QLabel(m_title, this);
-        label->setMinimumWidth(260);
-        row->addWidget(label);
+        QHBoxLayout* row = makeTitledRow();
         m_comboBox = new CComboBoxWithCheckBox(m_items, this);
         m_comboBox->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        m_comboBox->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        m_comboBox->setMinimumContentsLength(20);
         row->addWidget(m_comboBox);
         setValue(m_value);
         connect(m_comboBox, &CComboBoxWithCheckBox::comboxWithCheckBoxValueChanged, this,

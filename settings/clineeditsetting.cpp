@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include <QHBoxLayout>
-#include <QLabel>
 
 #include "schema/cvalidatelineedit.h"
 
@@ -75,11 +74,7 @@ void CLineEditSetting::setValue(const QVariant& value)
 void CLineEditSetting::addToLayout(QLayout* layout)
 {
     if (!m_lineEdit) {
-        auto* row = new QHBoxLayout(this);
-        row->setContentsMargins(0, 0, 0, 0);
-        auto* label = new QLabel(m_title, this);
-        label->setMinimumWidth(260);
-        row->addWidget(label);
+        QHBoxLayout* row = makeTitledRow();
         m_lineEdit = new CValidateLineEdit(this);
         m_lineEdit->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         m_lineEdit->setToolTip(m_description);

@@ -1,5 +1,8 @@
 #include "csetting.h"
 
+#include <QHBoxLayout>
+#include <QLabel>
+
 CSetting::CSetting(const QString& key, const QString& title, CSetting* parent)
     : QWidget(parent)
     , m_key(key)
@@ -56,4 +59,15 @@ CSetting* CSetting::childAt(int) const
 int CSetting::childCount() const
 {
     return 0;
+}
+
+QHBoxLayout* CSetting::makeTitledRow()
+{
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    auto* label = new QLabel(m_title, this);
+    // One width for every title, so that the controls of a page line up.
+    label->setFixedWidth(340);
+    row->addWidget(label);
+    return row;
 }

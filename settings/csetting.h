@@ -4,6 +4,7 @@
 #include <QVariant>
 #include <QWidget>
 
+class QHBoxLayout;
 class QLayout;
 
 // One node of the dongle's configuration tree. Leaves carry a value that is ready to be a field
@@ -37,6 +38,9 @@ public:
     virtual int childCount() const;
 
 protected:
+    // The row of a leaf: its title, to which the caller adds the control.
+    QHBoxLayout* makeTitledRow();
+
     QString m_key;
     QString m_title;
     QString m_description;

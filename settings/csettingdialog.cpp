@@ -78,6 +78,7 @@ CSettingDialog::CSettingDialog(LogManager* logger, FieldValueMap* config, QWidge
     auto* layout = new QVBoxLayout(contentFrame());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(body);
+    resize(1000, 700);
 
     connect(ui->treeWidget_catalog, &QTreeWidget::itemClicked, this,
             &CSettingDialog::onCatalogItemClicked);
