@@ -270,7 +270,9 @@ void VirtualDongle::handleCommand(quint8 module, quint8 opcode, const QByteArray
             m_scanEndTimer->stop();
         }
         releaseLinks();
-        restoreDefaults();
+        // A reset restarts the stack but keeps what the host configured; only the controller's
+        // white list starts empty. Power (unplug, plug) brings the defaults back.
+        m_whitelist.clear();
         m_reset = true;
         ack(module, opcode, 0);
         send(SimFrame::Completion, 0x00, 0x02, QByteArray(1, 0));
