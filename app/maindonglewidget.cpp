@@ -3,12 +3,15 @@
 
 #include <QPoint>
 #include <QSettings>
+#include <QTabBar>
 #include <QTextBrowser>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include "app/cselectdongledlg.h"
 #include "app/flat/cflatmessage.h"
+#include "gap/cconnectionwidget.h"
+#include "gap/clayerwidget.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
 #include "log/clogwidget.h"
@@ -23,6 +26,8 @@ namespace {
 
 const char* const kSourceFile = ".\\maindonglewidget";
 const char* const kSettingsFile = ":/config/resources/conf/sample_config_5_0.xml";
+const char* const kCloseButtonStyle =
+    "QToolButton{background-color:none;border: none;}QToolButton:hover{background-color:#ceebff; border: none;}";
 
 // Queries that fill the settings map after every reset of the dongle, in the order they go out.
 const char* const kStartupQueries[] = {
@@ -84,6 +89,7 @@ MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
     connect(m_msg, &CMsg::sig_rcvSmMsg, this, &MainDongleWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvRfuMsg, this, &MainDongleWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvDongleLog, this, &MainDongleWidget::onRcvDongleLog);
+    connect(ui->tabWidget, &QTabWidget::currentChanged, this, &MainDongleWidget::onTabWidgetCurrentChanged);
 
     fillProcTable();
 }
@@ -144,6 +150,7 @@ void MainDongleWidget::buildPages()
     ui->tabWidget->setCurrentIndex(0);
     onConnectionStatusChanged(false);
 
+    m_connectionWidget = new CConnectionWidget(m_msg, m_logger, m_config, &m_dongleName, this);
     m_toolLogWidget = new CLogWidget(m_msg, m_logger, 0);
     m_toolLogWidget->setTitle("Tool Log");
     m_dongleLogWidget = new CLogWidget(m_msg, m_logger, 1);
@@ -152,6 +159,13 @@ void MainDongleWidget::buildPages()
     m_logger->setMainLogger("main_logger");
     m_logger->addDongleLogger(
         new TextBrowserLogger("dongle_text_browser_logger", m_dongleLogWidget->textBrowser()));
+    ui->tabMaster->layout()->addWidget(m_connectionWidget);
+    connect(m_connectionWidget, &CConnectionWidget::connectSuccess, this, &MainDongleWidget::on_connectSuccess);
+    connect(m_connectionWidget, &CConnectionWidget::disConnectRequest, this,
+            &MainDongleWidget::on_disConnectRequest);
+    connect(m_msg, &CMsg::sig_rcvCommonMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvGapMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
+
     ui->tabToolLog->layout()->addWidget(m_toolLogWidget);
     ui->tabDongleLog->layout()->addWidget(m_dongleLogWidget);
     // Stretch factors share only the space left over by size hints: start at 7:3 outright.
@@ -261,6 +275,9 @@ void MainDongleWidget::on_toolButton_configureSettings_clicked()
     connect(&dialog, &CSettingDialog::dynamicSettingsUpdated, this,
             &MainDongleWidget::on_DynamicConfigApply);
     connect(&dialog, &CSettingDialog::sig_isPairEnable, this, &MainDongleWidget::on_isPairEnable);
+    if (m_connectionWidget)
+        connect(&dialog, &CSettingDialog::sig_openAutomaticConnect, m_connectionWidget,
+                &CConnectionWidget::on_openAutoConnect);
     dialog.setAirActionCheck([this] { return isAirActionOn(); });
     if (!dialog.parseConfigFile(kSettingsFile))
         return;
@@ -299,7 +316,14 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
     CCommand::lastCompleteProc(m_logger, frame);
     if (frame.size() < 6 || frame.at(5) != 0)
         return;
+    // Connections did not survive the reset: their pages go.
+    for (int index = ui->tabWidget->count() - 1; index >= 0; --index) {
+        if (qobject_cast<CLayerWidget*>(ui->tabWidget->widget(index)))
+            removePageTab(index);
+    }
     ui->tabWidget->setCurrentIndex(0);
+    if (m_connectionWidget)
+        m_connectionWidget->reset();
     if (!m_downloadStarted)
         m_heartBeat->restart();
     sendStartupSequence();
@@ -514,8 +538,83 @@ void MainDongleWidget::on_sendCommand()
 {
 }
 
-// Until the pages that go on air exist, nothing can keep the dongle busy.
+// Settings can't change under a link, a scan or an automatic connection in progress.
 bool MainDongleWidget::isAirActionOn() const
 {
-    return false;
+    if (!m_connectionWidget)
+        return false;
+    return m_connectionWidget->connectionCount() > 0 || m_connectionWidget->isScanning()
+           || m_connectionWidget->isAutoConnecting();
+}
+
+QTabWidget* MainDongleWidget::pageTabs() const
+{
+    return ui->tabWidget;
+}
+
+int MainDongleWidget::slaveTabIndex() const
+{
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        if (ui->tabWidget->tabText(index).compare(QLatin1String("Slave"), Qt::CaseInsensitive) == 0)
+            return index;
+    }
+    return -1;
+}
+
+void MainDongleWidget::on_connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog)
+{
+    // Master links stand before "Slave", where that tab stood; links where the dongle is the
+    // peripheral go at the end.
+    const int slave = slaveTabIndex();
+    const int place = role == 0 ? qMax(slave, 0) : ui->tabWidget->count();
+    const int index = ui->tabWidget->insertTab(place, dialog, "Peer Address: " + addr);
+    if (index < 0) {
+        m_logger->log("Create connect tab failed. ", 4);
+        return;
+    }
+    ui->tabWidget->setCurrentIndex(index);
+
+    auto* close = new QToolButton(ui->tabWidget);
+    close->setIcon(QIcon(":/icons/Close"));
+    close->setToolTip("Disconnect");
+    close->setStyleSheet(kCloseButtonStyle);
+    connect(close, &QToolButton::clicked, dialog, &CLayerWidget::disconnect);
+    ui->tabWidget->tabBar()->setTabButton(index, QTabBar::RightSide, close);
+    connect(dialog, &CLayerWidget::sig_showDongleTab, this, &MainDongleWidget::showThisDongleTab);
+}
+
+void MainDongleWidget::on_disConnectRequest(uint8_t condix)
+{
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        auto* layer = qobject_cast<CLayerWidget*>(ui->tabWidget->widget(index));
+        if (!layer || layer->condix() != condix)
+            continue;
+        const uint8_t role = layer->role();
+        removePageTab(index);
+        if (role == 0)
+            ui->tabWidget->setCurrentIndex(0);
+        else
+            ui->tabWidget->setCurrentIndex(slaveTabIndex());
+        return;
+    }
+}
+
+void MainDongleWidget::removePageTab(int index)
+{
+    QWidget* page = ui->tabWidget->widget(index);
+    QWidget* close = ui->tabWidget->tabBar()->tabButton(index, QTabBar::RightSide);
+    // The tab bar deletes the tab's button along with the tab.
+    ui->tabWidget->removeTab(index);
+    page->deleteLater();
+    m_logger->log("delete widget", 1);
+    if (!close)
+        m_logger->log("delete close button failed", 1);
+}
+
+void MainDongleWidget::onTabWidgetCurrentChanged(int index)
+{
+    for (int at = 0; at < ui->tabWidget->count(); ++at) {
+        if (auto* layer = qobject_cast<CLayerWidget*>(ui->tabWidget->widget(at)))
+            layer->setCurrent(at == index);
+    }
 }

@@ -5,12 +5,15 @@
 #include <QVariant>
 #include <QWidget>
 
+class CConnectionWidget;
 class CHeartBeat;
+class CLayerWidget;
 class CLogWidget;
 class CMsg;
 class CSelectDongleDialog;
 class LogManager;
 class QSettings;
+class QTabWidget;
 
 namespace Ui {
 class MainDongleWidget;
@@ -37,6 +40,8 @@ public:
     bool isConnected() const { return m_connected; }
     CMsg* msg() const { return m_msg; }
     LogManager* logger() const { return m_logger; }
+    CConnectionWidget* connectionWidget() const { return m_connectionWidget; }
+    QTabWidget* pageTabs() const;
 
     void notifySerialPortArrived(const QString& portName);
     void notifySerialPortRemoved(const QString& portName);
@@ -59,6 +64,9 @@ public slots:
     void on_isPairEnable(bool pairEnable);
     void on_sendCommand();
     void on_deviceDead();
+    void on_connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog);
+    void on_disConnectRequest(uint8_t condix);
+    void onTabWidgetCurrentChanged(int index);
 
 private slots:
     void on_toolButton_configureSettings_clicked();
@@ -84,11 +92,14 @@ private:
     void sendStartupSequence();
     void sendDeviceName();
     void setToolsEnabled(bool enabled);
+    void removePageTab(int index);
+    int slaveTabIndex() const;
     bool isAirActionOn() const;
 
     Ui::MainDongleWidget* ui;
     QMap<QString, Handler> procTable;
     CSelectDongleDialog* m_selectDialog = nullptr;
+    CConnectionWidget* m_connectionWidget = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;
     CLogWidget* m_dongleLogWidget = nullptr;
     CHeartBeat* m_heartBeat = nullptr;

@@ -22,10 +22,11 @@ SearchBox::~SearchBox()
     delete ui;
 }
 
-void SearchBox::setFound(int row, int column)
+void SearchBox::setFound(int row, int column, const QString& text)
 {
     m_foundRow = row;
     m_foundColumn = column;
+    m_foundText = text;
 }
 
 void SearchBox::on_buttonNext_clicked()

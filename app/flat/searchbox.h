@@ -22,8 +22,9 @@ public:
     QString text() const { return m_text; }
     int foundRow() const { return m_foundRow; }
     int foundColumn() const { return m_foundColumn; }
-    // -1, -1 is "nothing found yet".
-    void setFound(int row, int column);
+    QString foundText() const { return m_foundText; }
+    // -1, -1 is "nothing found yet"; the text is what was searched for at that hit.
+    void setFound(int row, int column, const QString& text = QString());
 
 signals:
     void searchNext(SearchBox* box);
@@ -39,4 +40,5 @@ private:
     QString m_text;
     int m_foundRow = -1;
     int m_foundColumn = -1;
+    QString m_foundText;
 };

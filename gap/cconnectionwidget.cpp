@@ -1,0 +1,793 @@
+#include "cconnectionwidget.h"
+#include "ui_cconnectionwidget.h"
+
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QTreeWidget>
+
+#include "app/flat/searchbox.h"
+#include "gap/clayerwidget.h"
+#include "log/logmanager.h"
+#include "schema/ccfgfileparse.h"
+#include "schema/cutil.h"
+
+namespace {
+
+const char* const kSourceFile = ".\\cconnectionwidget";
+
+const char* const kStartScan = "Start Scan";
+const char* const kStopScan = "Stop Scan";
+const char* const kConnect = "Connect";
+const char* const kCancel = "Cancel";
+const char* const kDisconnect = "Disconnect";
+const char* const kAutoConnect = "Auto Connect";
+const char* const kCancelAutoConnect = "Cancel Auto Connect";
+const char* const kPeerDevice = "Peer Device";
+
+// Report classes of a scan report.
+enum AdvClassification : quint8 {
+    ExtendedAdvertising = 0,
+    LegacyAdvertising = 1,
+    ExtendedScanResponse = 2,
+    LegacyScanResponse = 3,
+    PeriodicData = 4,
+};
+
+constexpr quint8 kAdvTypeConnectable = 0x02;
+constexpr quint8 kAdvTypeSyncable = 0x10;
+// A legacy report names no secondary PHY; this value shows as "N/A".
+constexpr char kNoSecondaryPhy = 0x0C;
+
+const char* const kFlagBits[] = {
+    "LE Limited Discoverable Mode",
+    "LE General Discoverable Mode",
+    "BR/EDR Not Supported",
+    "Simultaneous LE and BR/EDR to Same Device Capable (Controller)",
+    "Simultaneous LE and BR/EDR to Same Device Capable (Host)",
+    "Reserved",
+    "Reserved",
+    "Reserved",
+};
+
+QString byteText(quint8 value)
+{
+    return QStringLiteral("0x%1").arg(value, 2, 16, QLatin1Char('0'));
+}
+
+// The periodic interval only matters as zero or not, so its byte order does not.
+bool isSyncable(const UplinkFieldMap& fields)
+{
+    return fields.value("period_adv_intv").toHex().toULongLong(nullptr, 16) != 0;
+}
+
+quint8 firstByte(const QByteArray& bytes)
+{
+    return bytes.isEmpty() ? 0 : quint8(bytes.at(0));
+}
+
+quint64 littleEndian(const QByteArray& bytes)
+{
+    quint64 value = 0;
+    CUtil::arrayToValue(0, bytes, value);
+    return value;
+}
+
+} // namespace
+
+CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
+                                     const QString* dongleName, QWidget* parent)
+    : QWidget(parent)
+    , ui(new Ui::CConnectionWidget)
+    , m_msg(msg)
+    , m_logger(logger)
+    , m_config(config)
+    , m_dongleName(dongleName)
+{
+    ui->setupUi(this);
+
+    QVector<UiField> columns;
+    for (const UiNameToFields& form : CCfgFileParse::instance()->m_uplinkNameToUiVec) {
+        if (form.name == QLatin1String("DEVICES_TABLE"))
+            columns = form.fields;
+    }
+    m_model = new DevicesTableModel(m_logger, deviceRows, columns, this);
+    ui->tableView_devices->setModel(m_model);
+    // Fixed row heights keep a table of thousands of advertisers cheap to lay out.
+    ui->tableView_devices->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    ui->tableView_devices->verticalHeader()->setDefaultSectionSize(24);
+    ui->tableView_devices->horizontalHeader()->setStretchLastSection(true);
+    ui->tableView_devices->setColumnWidth(0, 150);
+    ui->tableView_devices->setColumnWidth(1, 130);
+    connect(ui->tableView_devices, &QTableView::pressed, this,
+            &CConnectionWidget::onTableView_devicesClicked);
+
+    for (QTreeWidget* tree : {ui->treeWidget_advertising, ui->treeWidget_scanRsp}) {
+        tree->setColumnWidth(0, 270);
+        tree->setColumnWidth(1, 80);
+    }
+
+    m_searchBox = new SearchBox(this);
+    m_searchBox->hide();
+    connect(m_searchBox, &SearchBox::searchNext, this, &CConnectionWidget::on_searchNext);
+    connect(m_searchBox, &SearchBox::searchPrevious, this, &CConnectionWidget::on_searchPrevious);
+    connect(this, &CConnectionWidget::sig_masterCondixChanged, this,
+            &CConnectionWidget::on_masterCondixChanged);
+
+    fillAdTypeNames();
+    fillProcTable();
+    reset();
+}
+
+CConnectionWidget::~CConnectionWidget()
+{
+    delete ui;
+}
+
+void CConnectionWidget::fillProcTable()
+{
+    procTable = {
+        {"BB@01@01", &CConnectionWidget::responseProc},
+        {"BB@01@03", &CConnectionWidget::responseProc},
+        {"BB@01@3D", &CConnectionWidget::responseProc},
+        {"DD@01@F0", &CConnectionWidget::startScanResultProc},
+        {"DD@01@02", &CConnectionWidget::startScanProc},
+        {"DD@01@04", &CConnectionWidget::stopScanProc},
+        {"BB@01@07", &CConnectionWidget::responseProc},
+        {"BB@01@49", &CConnectionWidget::responseProc},
+        {"BB@01@3F", &CConnectionWidget::connectResponseProc},
+        {"DD@01@06", &CConnectionWidget::connectProc},
+        {"DD@01@08", &CConnectionWidget::disconnectProc},
+        {"DD@01@80", &CConnectionWidget::autoConnectTimeoutProc},
+        {"DD@01@4A", &CConnectionWidget::cancelConnectProc},
+    };
+}
+
+void CConnectionWidget::fillAdTypeNames()
+{
+    adTypeNames = {
+        {0x01, "<<Flags>>"},
+        {0x02, "<<Incomplete List of 16-bit Service Class UUIDs>>"},
+        {0x03, "<<Complete List of 16-bit Service Class UUIDs>>"},
+        {0x04, "<<Incomplete List of 32-bit Service Class UUIDs>>"},
+        {0x05, "<<Complete List of 32-bit Service Class UUIDs>>"},
+        {0x06, "<<Incomplete List of 128-bit Service Class UUIDs>>"},
+        {0x07, "<<Complete List of 128-bit Service Class UUIDs>>"},
+        {0x08, "<<Shortened Local Name>>"},
+        {0x09, "<<Complete Local Name>>"},
+        {0x0A, "<<Tx Power Level>>"},
+        {0x0D, "<<Class of Device>>"},
+        {0x0E, "<<Simple Pairing Hash C-192>>"},
+        {0x0F, "<<Simple Pairing Randomizer R-192>>"},
+        {0x10, "<<Security Manager TK Value>>"},
+        {0x11, "<<Security Manager Out of Band Flags>>"},
+        {0x12, "<<Slave Connection Interval Range>>"},
+        {0x14, "<<List of 16-bit Service Solicitation UUIDs>>"},
+        {0x15, "<<List of 128-bit Service Solicitation UUIDs>>"},
+        {0x16, "<<Service Data - 16-bit UUID>>"},
+        {0x17, "<<Public Target Address>>"},
+        {0x18, "<<Random Target Address>>"},
+        {0x19, "<<Appearance>>"},
+        {0x1A, "<<Advertising Interval>>"},
+        {0x1B, "<<LE Bluetooth Device Address>>"},
+        {0x1C, "<<LE Role>>"},
+        {0x1D, "<<Simple Pairing Hash C-256>>"},
+        {0x1E, "<<Simple Pairing Randomizer R-256>>"},
+        {0x1F, "<<List of 32-bit Service Solicitation UUIDs>>"},
+        {0x20, "<<Service Data - 32-bit UUID>>"},
+        {0x21, "<<Service Data - 128-bit UUID>>"},
+        {0x22, "<<LE Secure Connections Confirmation Value>>"},
+        {0x23, "<<LE Secure Connections Random Value>>"},
+        {0x24, "<<URI>>"},
+        {0x25, "<<Indoor Positioning>>"},
+        {0x26, "<<Transport Discovery Data>>"},
+        {0x27, "<<LE Supported Features>>"},
+        {0x28, "<<Channel Map Update Indication>>"},
+        {0x29, "<<PB-ADV>>"},
+        {0x2A, "<<Mesh Message>>"},
+        {0x2B, "<<Mesh Beacon>>"},
+        {0x3D, "<<3D Information Data>>"},
+        {0xFF, "<<Manufacturer Specific Data>>"},
+    };
+}
+
+bool CConnectionWidget::isAutoConnecting() const
+{
+    return ui->buttonAutoConnect->text() == QLatin1String(kCancelAutoConnect);
+}
+
+void CConnectionWidget::refreshCommandFields()
+{
+    for (auto it = m_config->cbegin(); it != m_config->cend(); ++it)
+        commandFields.insert(it.key(), it.value());
+}
+
+bool CConnectionWidget::send(const QString& name, const FieldValueMap& extra)
+{
+    if (CCommand::sendMsg(m_msg, m_logger, name, commandFields, extra))
+        return true;
+    m_logger->log(QString("send " + name + " message failed").toLower(), 4);
+    return false;
+}
+
+bool CConnectionWidget::parseAndLog(const QByteArray& frame, UplinkFieldMap& fields)
+{
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return false;
+    CCommand::logUplink(m_logger, frame, fields);
+    return true;
+}
+
+bool CConnectionWidget::readStatus(const UplinkFieldMap& fields, int line, const char* function,
+                                   quint8& status)
+{
+    const QByteArray bytes = fields.value("status");
+    if (bytes.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, line, function);
+        return false;
+    }
+    status = quint8(bytes.at(0));
+    return true;
+}
+
+void CConnectionWidget::setButton(QToolButton* button, const QString& text, const QString& icon,
+                                  const QString& toolTip)
+{
+    button->setText(text);
+    button->setToolTip(toolTip.isEmpty() ? text : toolTip);
+    button->setIcon(QIcon(icon));
+}
+
+void CConnectionWidget::setScanButtonAtRest(bool atRest)
+{
+    if (atRest)
+        setButton(ui->buttonScan, kStartScan, ":/icons/scan");
+    else
+        setButton(ui->buttonScan, kStopScan, ":/icons/stopscan");
+    scanning = !atRest;
+}
+
+void CConnectionWidget::setAutoConnectAtRest()
+{
+    setButton(ui->buttonAutoConnect, kAutoConnect, ":/icons/autoConnect");
+}
+
+// The pressed row's connection attempt is over: back to idle, and the buttons follow.
+void CConnectionWidget::releaseCurrentRow()
+{
+    const QModelIndex current = ui->tableView_devices->currentIndex();
+    if (current.isValid() && current.row() < deviceRows.size()) {
+        deviceRows[current.row()].insert("connected", QByteArray(1, 0));
+        m_model->updateItem(current.row());
+    }
+    onTableView_devicesClicked(current);
+}
+
+void CConnectionWidget::onRcvMsg(const QByteArray& rcvMsg)
+{
+    if (!CCommand::isInvalidUpLinkMsg(m_logger, rcvMsg))
+        return;
+    const auto handler = procTable.constFind(CCommand::uplinkId(rcvMsg));
+    if (handler != procTable.cend())
+        (this->*handler.value())(rcvMsg);
+}
+
+void CConnectionWidget::responseProc(const QByteArray& frame)
+{
+    CCommand::SDKProc(m_logger, frame);
+}
+
+void CConnectionWidget::on_buttonScan_clicked()
+{
+    refreshCommandFields();
+    if (ui->buttonScan->text() == QLatin1String(kStopScan)) {
+        if (!CCommand::sendMsg(m_msg, m_logger, "Stop Scan", {}, {}))
+            m_logger->log(QStringLiteral("send stop scan message failed"), 4);
+        return;
+    }
+
+    ui->buttonConnect->setEnabled(false);
+    setButton(ui->buttonConnect, kConnect, ":/icons/connect");
+    ui->buttonAddToWhiteList->setEnabled(false);
+    m_model->clear();
+    send("5_0_Start Scan");
+    syncListMode = commandFields.value("type").toInt() == 1 ? 1 : 0;
+    if (syncListMode == 1)
+        ui->buttonSync->setEnabled(true);
+}
+
+// Only the dongle's answers move the scan button: a click merely asks.
+void CConnectionWidget::startScanResultProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::startScanResultProc", status))
+        return;
+    if (status == 0)
+        setScanButtonAtRest(false);
+    else
+        CCommand::logUplinkResult(m_logger, frame, status);
+}
+
+void CConnectionWidget::stopScanProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::stopScanProc", status))
+        return;
+    if (status == 0)
+        setScanButtonAtRest(true);
+    else
+        CCommand::logUplinkResult(m_logger, frame, status);
+}
+
+void CConnectionWidget::startScanProc(const QByteArray& frame)
+{
+    UplinkFieldMap m;
+    if (CCommand::parseUplinkMsg(m_logger, frame, m) != 0)
+        return;
+    if (m.isEmpty()) {
+        m_logger->log(QStringLiteral("Scan response or adv msg is empty"), 1);
+        return;
+    }
+    const quint8 cls = firstByte(m.value("adv_classification"));
+
+    QString text = QLatin1String("Raw Data: ") + QLatin1String(frame.toHex()) + QLatin1String("\r\nField Data: ");
+    for (auto it = m.cbegin(); it != m.cend(); ++it)
+        text += it.key() + QLatin1String("->") + QLatin1String(it.value().toHex(':')) + QLatin1String("  ");
+    if (cls == PeriodicData)
+        return;
+    m_logger->log(text, 1);
+
+    // The payload carries a length word in front that the page has no use for.
+    const QByteArray payload = m.take("adv_data_response_data").mid(2);
+    QByteArray name;
+    bool named = false;
+    for (int i = 0; i < payload.size();) {
+        const int length = quint8(payload.at(i));
+        if (i + length >= payload.size()) {
+            CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::startScanProc");
+            break;
+        }
+        // A Complete Local Name always wins; a Shortened one only stands in until then.
+        if (length >= 2) {
+            const quint8 type = quint8(payload.at(i + 1));
+            if (type == 0x09 || (type == 0x08 && !named)) {
+                name = payload.mid(i + 2, length - 1);
+                named = true;
+            }
+        }
+        i += length + 1;
+    }
+    if (named)
+        m.insert("device", name);
+
+    const int at = m_model->findRow(m.value("addr"), m.value("addr_type"));
+    if (at >= 0) {
+        DeviceRow& row = deviceRows[at];
+        if (cls == ExtendedAdvertising || cls == LegacyAdvertising) {
+            for (auto it = m.cbegin(); it != m.cend(); ++it)
+                row.insert(it.key(), it.value());
+            if (cls == LegacyAdvertising)
+                row.insert("phy_second", QByteArray(1, kNoSecondaryPhy));
+            row.insert("adv_data", payload);
+            // An addition, not an OR: a type that has the bit already carries into the next.
+            if (isSyncable(m))
+                row.insert("adv_type", QByteArray(1, char(firstByte(m.value("adv_type")) + kAdvTypeSyncable)));
+        } else if (cls == ExtendedScanResponse || cls == LegacyScanResponse) {
+            // A scan response's type must not replace the advertising report's.
+            for (auto it = m.cbegin(); it != m.cend(); ++it) {
+                if (it.key() != QLatin1String("adv_type"))
+                    row.insert(it.key(), it.value());
+            }
+            if (cls == LegacyScanResponse)
+                row.insert("phy_second", QByteArray(1, kNoSecondaryPhy));
+            row.insert("response_data", payload);
+        } else {
+            return;
+        }
+        m_model->updateItem(at);
+        return;
+    }
+
+    if (!m.contains("device"))
+        m.insert("device", kPeerDevice);
+    if (cls == ExtendedAdvertising || cls == LegacyAdvertising)
+        m.insert("adv_data", payload);
+    else if (cls == ExtendedScanResponse || cls == LegacyScanResponse)
+        m.insert("response_data", payload);
+    if (cls == LegacyAdvertising || cls == LegacyScanResponse)
+        m.insert("phy_second", QByteArray(1, kNoSecondaryPhy));
+    m.insert("connected", QByteArray(1, 0));
+    if (isSyncable(m))
+        m.insert("adv_type", QByteArray(1, char(firstByte(m.value("adv_type")) + kAdvTypeSyncable)));
+    m_model->appendRow(m);
+}
+
+void CConnectionWidget::onTableView_devicesClicked(const QModelIndex& index)
+{
+    m_model->setHighlightIndex(QModelIndex());
+    if (syncListMode == 1 && !index.isValid()) {
+        ui->buttonScan->setEnabled(true);
+        ui->tableView_devices->setEnabled(true);
+    }
+    if (!index.isValid() || index.row() >= deviceRows.size()) {
+        m_logger->log(QStringLiteral("CConnectionWidget::onTableView_devices:Clicked index is not valid."), 1);
+        return;
+    }
+    const DeviceRow& row = deviceRows.at(index.row());
+    const QByteArray advType = row.value("adv_type");
+    if (advType.size() != 1) {
+        m_logger->log(QStringLiteral("CConnectionWidget::onTableView_devices:the length of advType is wrong."), 1);
+        return;
+    }
+
+    bool busy = false;
+    if (autoConnectMode) {
+        ui->buttonConnect->setEnabled(false);
+    } else if (quint8(advType.at(0)) & kAdvTypeConnectable) {
+        ui->buttonConnect->setEnabled(true);
+        const QByteArray connected = row.value("connected");
+        if (connected.size() != 1) {
+            CCommand::logInternalError(m_logger, kSourceFile, __LINE__,
+                                       "CConnectionWidget::onTableView_devicesClicked");
+            return;
+        }
+        switch (connected.at(0)) {
+        case 0:
+            setButton(ui->buttonConnect, kConnect, ":/icons/connect");
+            break;
+        case 1:
+            setButton(ui->buttonConnect, kCancel, ":/icons/cancelConnect");
+            busy = true;
+            break;
+        case 2:
+            setButton(ui->buttonConnect, kDisconnect, ":/icons/disconnect");
+            break;
+        default:
+            break;
+        }
+    } else {
+        ui->buttonConnect->setEnabled(false);
+    }
+
+    if (row.value("adv_classification").size() != 1)
+        m_logger->log(QStringLiteral("The lenth of advClassification is wrong"), 1);
+
+    const bool syncable = quint8(advType.at(0)) & kAdvTypeSyncable;
+    ui->buttonSync->setEnabled(syncable && ui->buttonScan->text() == QLatin1String(kStopScan));
+
+    // While the pressed row connects, "Cancel" is the only way on.
+    ui->buttonScan->setEnabled(!busy);
+    ui->buttonAddToWhiteList->setEnabled(!busy);
+    ui->tableView_devices->setEnabled(!busy);
+    ui->buttonSync->setEnabled((ui->buttonSync->isEnabled() && !busy) || syncListMode == 1);
+
+    showRawData(row.value("adv_data"), row.value("response_data"));
+}
+
+void CConnectionWidget::showRawData(const QByteArray& adv, const QByteArray& rsp)
+{
+    ui->rawData_advertising->setPlainText(QString::fromLatin1(adv.toHex(':')));
+    ui->labelAdv->setText(QStringLiteral("raw data(%1)").arg(adv.size()));
+    ui->rawData_scanRsp->setPlainText(QString::fromLatin1(rsp.toHex(':')));
+    ui->labelScan->setText(QStringLiteral("raw data(%1)").arg(rsp.size()));
+    showAdvertisingTree(ui->treeWidget_advertising, adv);
+    showAdvertisingTree(ui->treeWidget_scanRsp, rsp);
+}
+
+void CConnectionWidget::showAdvertisingTree(QTreeWidget* tree, const QByteArray& data)
+{
+    tree->clear();
+    tree->setColumnCount(2);
+    tree->setHeaderLabels({QStringLiteral("Description"), QStringLiteral("Value")});
+    tree->setColumnWidth(0, 270);
+    tree->setColumnWidth(1, 80);
+
+    int n = 0;
+    for (int i = 0; i < data.size();) {
+        const int length = quint8(data.at(i));
+        if (length == 0 || i + length >= data.size()) {
+            m_logger->log(QStringLiteral("The format of advertisng data is wrong."), 1);
+            return;
+        }
+        const quint8 type = quint8(data.at(i + 1));
+        const QString typeName = adTypeNames.value(type);
+        auto* top = new QTreeWidgetItem(tree, {QStringLiteral("Data %1:").arg(n) + typeName});
+        new QTreeWidgetItem(top, {QStringLiteral("Lenth of this data"), byteText(quint8(length))});
+        auto* typeRow = new QTreeWidgetItem(top, {typeName, byteText(type)});
+
+        if (type == 0x01) {
+            // Flags are one byte; any other size ends the tree here, as the payload is broken.
+            if (length != 2)
+                return;
+            const quint8 flags = quint8(data.at(i + 2));
+            auto* flagRow = new QTreeWidgetItem(typeRow, {QStringLiteral("Flag Data:%1").arg(byteText(flags)), byteText(flags)});
+            for (int bit = 0; bit < 8; ++bit)
+                new QTreeWidgetItem(flagRow, {kFlagBits[bit], (flags >> bit) & 1 ? QStringLiteral("ON") : QStringLiteral("OFF")});
+        } else {
+            const bool isName = type == 0x08 || type == 0x09;
+            for (int at = i + 2; at <= i + length; ++at) {
+                const quint8 byte = quint8(data.at(at));
+                new QTreeWidgetItem(typeRow, {isName ? QString(QChar(byte)) : QString(), byteText(byte)});
+            }
+        }
+        ++n;
+        i += length + 1;
+    }
+    tree->expandAll();
+}
+
+void CConnectionWidget::on_buttonSearch_clicked()
+{
+    m_searchBox->show();
+    m_searchBox->setFound(-1, -1);
+}
+
+void CConnectionWidget::on_searchNext(SearchBox* sb)
+{
+    searchFrom(sb, true);
+}
+
+void CConnectionWidget::on_searchPrevious(SearchBox* sb)
+{
+    searchFrom(sb, false);
+}
+
+// Cell by cell from the top (or from the bottom), the first match past the last hit wins; the
+// walk does not wrap.
+void CConnectionWidget::searchFrom(SearchBox* sb, bool forward)
+{
+    const QString wanted = sb->text().toLower();
+    const int rows = deviceRows.size();
+    const int lastRow = sb->foundRow();
+    const int lastColumn = sb->foundColumn();
+    for (int step = 0; step < rows; ++step) {
+        const int r = forward ? step : rows - 1 - step;
+        const int columns = qMin(deviceRows.at(r).size(), m_model->columnCount());
+        for (int cstep = 0; cstep < columns; ++cstep) {
+            const int c = forward ? cstep : columns - 1 - cstep;
+            const bool beyond = forward ? (r > lastRow || (r == lastRow && c > lastColumn))
+                                        : (r < lastRow || (r == lastRow && c < lastColumn));
+            if (!beyond)
+                continue;
+            const QModelIndex index = m_model->index(r, c);
+            if (!m_model->data(index).toString().toLower().contains(wanted))
+                continue;
+            QScrollBar* bar = ui->tableView_devices->verticalScrollBar();
+            bar->setValue(bar->maximum() * r / rows);
+            m_model->setHighlightIndex(index);
+            sb->setFound(r, c, sb->text());
+            return;
+        }
+    }
+    if (sb->text() != sb->foundText())
+        m_model->setHighlightIndex(QModelIndex());
+}
+
+void CConnectionWidget::on_buttonConnect_clicked()
+{
+    refreshCommandFields();
+    const QModelIndex current = ui->tableView_devices->currentIndex();
+    if (!current.isValid() || current.row() >= deviceRows.size()) {
+        m_logger->log(QStringLiteral("The row selected from the Discovery Devices table is wrong."), 4);
+        return;
+    }
+    DeviceRow& row = deviceRows[current.row()];
+    const QString text = ui->buttonConnect->text();
+    if (text == QLatin1String(kConnect)) {
+        FieldValueMap extra;
+        for (auto it = row.cbegin(); it != row.cend(); ++it)
+            extra.insert(it.key(), it.value());
+        send("5_0_Connect", extra);
+        row.insert("connected", QByteArray(1, 1));
+        m_model->updateItem(current.row());
+        pendingPeer = {{"addr", row.value("addr")}, {"addr_type", row.value("addr_type")}};
+        onTableView_devicesClicked(current);
+    } else if (text == QLatin1String(kCancel)) {
+        if (!CCommand::sendMsg(m_msg, m_logger, "Cancel Connect", {}, {}))
+            m_logger->log(QStringLiteral("send cancel connect message failed"), 4);
+    } else if (text == QLatin1String(kDisconnect)) {
+        if (!CCommand::sendMsg(m_msg, m_logger, "Disconnect", {{"condix", row.value("condix")}}, {}))
+            m_logger->log(QStringLiteral("send disconnect message failed"), 4);
+    }
+}
+
+void CConnectionWidget::on_buttonAutoConnect_clicked()
+{
+    refreshCommandFields();
+    const QString text = ui->buttonAutoConnect->text();
+    if (text == QLatin1String(kAutoConnect)) {
+        // The white list chooses the peer: the address fields stay zero.
+        send("5_0_Connect", {{"addr", QByteArray(6, 0)}, {"addr_type", QByteArray(1, 0)}});
+        setButton(ui->buttonAutoConnect, kCancelAutoConnect, ":/icons/cancelAutoConnect", kCancel);
+    } else if (text == QLatin1String(kCancelAutoConnect)) {
+        if (!CCommand::sendMsg(m_msg, m_logger, "Cancel Connect", {}, {}))
+            m_logger->log(QStringLiteral("send cancel connect message failed"), 4);
+    } else if (text == QLatin1String(kDisconnect)) {
+        if (!CCommand::sendMsg(m_msg, m_logger, "Disconnect", {{"condix", autoCondix}}, {}))
+            m_logger->log(QStringLiteral("send disconnect message failed"), 4);
+    }
+}
+
+void CConnectionWidget::on_openAutoConnect(bool autoConnect)
+{
+    autoConnectMode = autoConnect;
+    if (autoConnect) {
+        ui->buttonConnect->setEnabled(false);
+        ui->buttonAutoConnect->setEnabled(true);
+        return;
+    }
+    const QModelIndex current = ui->tableView_devices->currentIndex();
+    if (current.isValid())
+        onTableView_devicesClicked(current);
+    ui->buttonAutoConnect->setEnabled(false);
+}
+
+void CConnectionWidget::on_masterCondixChanged()
+{
+    ui->buttonCIGCIS->setEnabled(!m_masterCondixes.isEmpty());
+}
+
+void CConnectionWidget::connectResponseProc(const QByteArray& frame)
+{
+    CCommand::SDKProc(m_logger, frame);
+    if (frame.size() != 6 || frame.at(5) == 0)
+        return;
+    if (autoConnectMode)
+        setAutoConnectAtRest();
+    else
+        releaseCurrentRow();
+}
+
+void CConnectionWidget::connectProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::connectProc", status))
+        return;
+    if (status != 0) {
+        if (autoConnectMode)
+            setAutoConnectAtRest();
+        else
+            releaseCurrentRow();
+        CCommand::logUplinkResult(m_logger, frame, status);
+        return;
+    }
+    const QByteArray addr = fields.value("addr");
+    if (addr.isEmpty()) {
+        m_logger->log(QStringLiteral("Parse connect response failed."), 1);
+        return;
+    }
+    if (firstByte(fields.value("connected")) != 1) {
+        m_logger->log(QStringLiteral("Connect failed."), 1);
+        return;
+    }
+    ++m_connectionCount;
+
+    QByteArray reversed = addr;
+    std::reverse(reversed.begin(), reversed.end());
+    const QString address = QString::fromLatin1(reversed.toHex(':'));
+    const quint8 condix = firstByte(fields.value("condix"));
+    const quint8 role = firstByte(fields.value("role"));
+    if (role == 0) {
+        m_masterCondixes.append(char(condix));
+        emit sig_masterCondixChanged();
+    }
+    const auto interval = quint16(littleEndian(fields.value("con_interval")));
+    const auto latency = quint16(littleEndian(fields.value("con_latency")));
+    const auto timeout = quint16(littleEndian(fields.value("sup_to")));
+    const auto makeLayer = [&](const QString& name) {
+        return new CLayerWidget(m_msg, m_logger, m_config, m_dongleName, role, interval, latency,
+                                timeout, name, address, condix);
+    };
+
+    if (autoConnectMode) {
+        autoCondix = QByteArray(1, char(condix));
+        emit connectSuccess(role, address, makeLayer(kPeerDevice));
+        setButton(ui->buttonAutoConnect, kDisconnect, ":/icons/disAutoConnect");
+        return;
+    }
+
+    const QModelIndex current = ui->tableView_devices->currentIndex();
+    QString name = kPeerDevice;
+    if (role == 0 && current.isValid() && current.row() < deviceRows.size()
+        && !deviceRows.at(current.row()).value("device").isEmpty())
+        name = QString::fromUtf8(deviceRows.at(current.row()).value("device"));
+    emit connectSuccess(role, address, makeLayer(name));
+    if (role == 1)
+        return;
+
+    // The row that asked, not the frame's address: a resolvable address may differ here.
+    const int at = m_model->findRow(pendingPeer.value("addr"), pendingPeer.value("addr_type"));
+    if (at >= 0) {
+        deviceRows[at].insert("connected", QByteArray(1, 2));
+        deviceRows[at].insert("condix", QByteArray(1, char(condix)));
+        m_model->updateItem(at);
+    }
+    onTableView_devicesClicked(current);
+}
+
+void CConnectionWidget::disconnectProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::disconnectProc", status))
+        return;
+    if (status != 0) {
+        CCommand::logUplinkResult(m_logger, frame, status);
+        return;
+    }
+    const QByteArray condix = fields.value("condix").left(1);
+    const int master = m_masterCondixes.indexOf(condix);
+    if (!condix.isEmpty() && master >= 0) {
+        m_masterCondixes.remove(master, 1);
+        emit sig_masterCondixChanged();
+    }
+    emit disConnectRequest(firstByte(condix));
+    --m_connectionCount;
+
+    if (autoConnectMode) {
+        setAutoConnectAtRest();
+        return;
+    }
+    for (int at = 0; at < deviceRows.size(); ++at) {
+        if (deviceRows.at(at).contains("condix") && deviceRows.at(at).value("condix") == condix) {
+            deviceRows[at].insert("connected", QByteArray(1, 0));
+            deviceRows[at].remove("condix");
+            m_model->updateItem(at);
+            break;
+        }
+    }
+    onTableView_devicesClicked(ui->tableView_devices->currentIndex());
+}
+
+void CConnectionWidget::cancelConnectProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::cancelConnectProc", status))
+        return;
+    if (status != 0) {
+        CCommand::logUplinkResult(m_logger, frame, status);
+        return;
+    }
+    if (autoConnectMode)
+        setAutoConnectAtRest();
+    else
+        releaseCurrentRow();
+}
+
+void CConnectionWidget::autoConnectTimeoutProc(const QByteArray& frame)
+{
+    CCommand::logUplinkRaw(m_logger, frame);
+    if (autoConnectMode) {
+        setAutoConnectAtRest();
+        return;
+    }
+    releaseCurrentRow();
+    ui->buttonScan->setEnabled(true);
+    ui->tableView_devices->setEnabled(true);
+}
+
+void CConnectionWidget::reset()
+{
+    m_connectionCount = 0;
+    m_masterCondixes.clear();
+    on_masterCondixChanged();
+    m_model->clear();
+    for (QTreeWidget* tree : {ui->treeWidget_advertising, ui->treeWidget_scanRsp})
+        tree->clear();
+    showRawData({}, {});
+
+    setScanButtonAtRest(true);
+    setButton(ui->buttonConnect, kConnect, ":/icons/connect");
+    setButton(ui->buttonSync, "Start Sync", ":/icons/sync");
+    setAutoConnectAtRest();
+    ui->buttonScan->setEnabled(true);
+    ui->tableView_devices->setEnabled(true);
+    ui->buttonAddToWhiteList->setEnabled(false);
+    ui->buttonConnect->setEnabled(false);
+    ui->buttonAutoConnect->setEnabled(false);
+    ui->buttonSync->setEnabled(false);
+    on_openAutoConnect(m_config->value("5_0_conn_type").toUInt() == 1);
+}

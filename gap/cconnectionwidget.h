@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <QModelIndex>
+#include <QString>
+#include <QVector>
+#include <QWidget>
+
+#include "gap/devicestablemodel.h"
+#include "schema/ccommand.h"
+
+class CLayerWidget;
+class CMsg;
+class LogManager;
+class QToolButton;
+class QTreeWidget;
+class SearchBox;
+
+namespace Ui {
+class CConnectionWidget;
+}
+
+// The master side of one dongle: scanning into the device table, the advertising data of the
+// pressed row, and connecting to it, directly or through the white list.
+class CConnectionWidget : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(CConnectionWidget)
+
+public:
+    CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
+                      const QString* dongleName, QWidget* parent = nullptr);
+    ~CConnectionWidget() override;
+
+    void reset();
+    bool isScanning() const { return scanning; }
+    int connectionCount() const { return m_connectionCount; }
+    bool isAutoConnecting() const;
+    const QByteArray& masterCondixes() const { return m_masterCondixes; }
+    DevicesTableModel* model() const { return m_model; }
+    void showAdvertisingTree(QTreeWidget* tree, const QByteArray& data);
+
+signals:
+    void connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog);
+    void disConnectRequest(uint8_t condix);
+    void sig_masterCondixChanged();
+
+public slots:
+    void onRcvMsg(const QByteArray& rcvMsg);
+    void onTableView_devicesClicked(const QModelIndex& index);
+    void on_buttonScan_clicked();
+    void on_buttonConnect_clicked();
+    void on_buttonAutoConnect_clicked();
+    void on_buttonSearch_clicked();
+    void on_openAutoConnect(bool autoConnect);
+    void on_masterCondixChanged();
+    void on_searchNext(SearchBox* sb);
+    void on_searchPrevious(SearchBox* sb);
+
+private:
+    using Handler = void (CConnectionWidget::*)(const QByteArray&);
+
+    void fillProcTable();
+    void fillAdTypeNames();
+    void refreshCommandFields();
+    bool send(const QString& name, const FieldValueMap& extra = FieldValueMap());
+    bool parseAndLog(const QByteArray& frame, UplinkFieldMap& fields);
+    bool readStatus(const UplinkFieldMap& fields, int line, const char* function, quint8& status);
+    void showRawData(const QByteArray& adv, const QByteArray& rsp);
+    void setButton(QToolButton* button, const QString& text, const QString& icon,
+                   const QString& toolTip = QString());
+    void setScanButtonAtRest(bool atRest);
+    void setAutoConnectAtRest();
+    void releaseCurrentRow();
+    void searchFrom(SearchBox* sb, bool forward);
+
+    void responseProc(const QByteArray& frame);
+    void startScanResultProc(const QByteArray& frame);
+    void startScanProc(const QByteArray& frame);
+    void stopScanProc(const QByteArray& frame);
+    void connectResponseProc(const QByteArray& frame);
+    void connectProc(const QByteArray& frame);
+    void disconnectProc(const QByteArray& frame);
+    void autoConnectTimeoutProc(const QByteArray& frame);
+    void cancelConnectProc(const QByteArray& frame);
+
+    Ui::CConnectionWidget* ui;
+    CMsg* m_msg = nullptr;
+    LogManager* m_logger = nullptr;
+    FieldValueMap* m_config = nullptr;
+    const QString* m_dongleName = nullptr;
+    QVector<DeviceRow> deviceRows;
+    DevicesTableModel* m_model = nullptr;
+    FieldValueMap commandFields;
+    bool scanning = false;
+    int m_connectionCount = 0;
+    int syncListMode = 0;
+    bool autoConnectMode = false;
+    QByteArray autoCondix;
+    QByteArray m_masterCondixes;
+    DeviceRow pendingPeer;
+    QMap<quint8, QString> adTypeNames;
+    QMap<QString, Handler> procTable;
+    SearchBox* m_searchBox = nullptr;
+};
