@@ -161,6 +161,8 @@ void MainDongleWidget::buildPages()
         new TextBrowserLogger("dongle_text_browser_logger", m_dongleLogWidget->textBrowser()));
     ui->tabMaster->layout()->addWidget(m_connectionWidget);
     connect(m_connectionWidget, &CConnectionWidget::connectSuccess, this, &MainDongleWidget::on_connectSuccess);
+    connect(this, &MainDongleWidget::sig_OpenLCP, this, &MainDongleWidget::onOpenLCP);
+    connect(this, &MainDongleWidget::sig_OpenIDT, this, &MainDongleWidget::onOpenIDT);
     connect(m_connectionWidget, &CConnectionWidget::disConnectRequest, this,
             &MainDongleWidget::on_disConnectRequest);
     connect(m_msg, &CMsg::sig_rcvCommonMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
@@ -175,6 +177,10 @@ void MainDongleWidget::buildPages()
 
 void MainDongleWidget::prepareDelete()
 {
+    if (m_lcpOpen)
+        onCloseLCP();
+    if (m_idtOpen)
+        onCloseIDT();
     if (m_msg->isOpen())
         m_msg->closePort();
     m_heartBeat->stop();
@@ -574,12 +580,7 @@ void MainDongleWidget::on_connectSuccess(uint8_t role, QString addr, CLayerWidge
     }
     ui->tabWidget->setCurrentIndex(index);
 
-    auto* close = new QToolButton(ui->tabWidget);
-    close->setIcon(QIcon(":/icons/Close"));
-    close->setToolTip("Disconnect");
-    close->setStyleSheet(kCloseButtonStyle);
-    connect(close, &QToolButton::clicked, dialog, &CLayerWidget::disconnect);
-    ui->tabWidget->tabBar()->setTabButton(index, QTabBar::RightSide, close);
+    connect(addCloseButton(index, "Disconnect"), &QToolButton::clicked, dialog, &CLayerWidget::disconnect);
     connect(dialog, &CLayerWidget::sig_showDongleTab, this, &MainDongleWidget::showThisDongleTab);
 }
 
@@ -597,6 +598,77 @@ void MainDongleWidget::on_disConnectRequest(uint8_t condix)
             ui->tabWidget->setCurrentIndex(slaveTabIndex());
         return;
     }
+}
+
+QToolButton* MainDongleWidget::addCloseButton(int index, const QString& toolTip)
+{
+    auto* close = new QToolButton(ui->tabWidget);
+    close->setIcon(QIcon(":/icons/Close"));
+    close->setToolTip(toolTip);
+    close->setStyleSheet(kCloseButtonStyle);
+    ui->tabWidget->tabBar()->setTabButton(index, QTabBar::RightSide, close);
+    return close;
+}
+
+// The test-mode tabs hold plain pages until their modes are built.
+void MainDongleWidget::on_toolButton_lcp_clicked()
+{
+    m_logger->log("click lcp", 1);
+    if (m_lcpOpen)
+        return;
+    m_lcpOpen = true;
+    m_lcpPage = new QWidget;
+    emit sig_OpenLCP(QString::asprintf("%-10s", "LCP"), m_lcpPage);
+}
+
+void MainDongleWidget::on_toolButton_idt_clicked()
+{
+    m_logger->log("click IDT", 1);
+    if (m_idtOpen)
+        return;
+    m_idtOpen = true;
+    m_idtPage = new QWidget;
+    emit sig_OpenIDT(QString::asprintf("%-10s", "IDT"), m_idtPage);
+}
+
+void MainDongleWidget::onOpenLCP(const QString& strName, QWidget* pDialog)
+{
+    openModeTab(strName, pDialog, "close LCP", &MainDongleWidget::onCloseLCP);
+}
+
+void MainDongleWidget::onOpenIDT(const QString& strName, QWidget* pDialog)
+{
+    openModeTab(strName, pDialog, "close IDT", &MainDongleWidget::onCloseIDT);
+}
+
+void MainDongleWidget::openModeTab(const QString& name, QWidget* page, const QString& toolTip,
+                                   void (MainDongleWidget::*close)())
+{
+    const int index = ui->tabWidget->addTab(page, name);
+    ui->tabWidget->setCurrentIndex(index);
+    connect(addCloseButton(index, toolTip), &QToolButton::clicked, this, close);
+}
+
+void MainDongleWidget::onCloseLCP()
+{
+    m_logger->log("click close LCP", 1);
+    closeModeTab(m_lcpPage, m_lcpOpen);
+}
+
+void MainDongleWidget::onCloseIDT()
+{
+    m_logger->log("click close IDT", 1);
+    closeModeTab(m_idtPage, m_idtOpen);
+}
+
+void MainDongleWidget::closeModeTab(QWidget*& page, bool& open)
+{
+    const int index = page ? ui->tabWidget->indexOf(page) : -1;
+    if (index >= 0)
+        removePageTab(index);
+    page = nullptr;
+    ui->tabWidget->setCurrentIndex(0);
+    open = false;
 }
 
 void MainDongleWidget::removePageTab(int index)

@@ -14,6 +14,7 @@ class CSelectDongleDialog;
 class LogManager;
 class QSettings;
 class QTabWidget;
+class QToolButton;
 
 namespace Ui {
 class MainDongleWidget;
@@ -52,6 +53,8 @@ signals:
     void sig_pairEnable(bool pairEnable);
     void showThisDongleTab(QString dongleName);
     void updateDongleName(MainDongleWidget* widget, QString dongleName);
+    void sig_OpenLCP(QString strName, QWidget* pDialog);
+    void sig_OpenIDT(QString strName, QWidget* pDialog);
 
 public slots:
     void on_configDongleName(const QString& dongleName);
@@ -67,10 +70,16 @@ public slots:
     void on_connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog);
     void on_disConnectRequest(uint8_t condix);
     void onTabWidgetCurrentChanged(int index);
+    void onOpenLCP(const QString& strName, QWidget* pDialog);
+    void onOpenIDT(const QString& strName, QWidget* pDialog);
+    void onCloseLCP();
+    void onCloseIDT();
 
 private slots:
     void on_toolButton_configureSettings_clicked();
     void on_toolButton_reset_clicked();
+    void on_toolButton_lcp_clicked();
+    void on_toolButton_idt_clicked();
     void on_toolButton_download_clicked();
 
 private:
@@ -93,6 +102,9 @@ private:
     void sendDeviceName();
     void setToolsEnabled(bool enabled);
     void removePageTab(int index);
+    QToolButton* addCloseButton(int index, const QString& toolTip);
+    void openModeTab(const QString& name, QWidget* page, const QString& toolTip, void (MainDongleWidget::*close)());
+    void closeModeTab(QWidget*& page, bool& open);
     int slaveTabIndex() const;
     bool isAirActionOn() const;
 
@@ -100,6 +112,8 @@ private:
     QMap<QString, Handler> procTable;
     CSelectDongleDialog* m_selectDialog = nullptr;
     CConnectionWidget* m_connectionWidget = nullptr;
+    QWidget* m_lcpPage = nullptr;
+    QWidget* m_idtPage = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;
     CLogWidget* m_dongleLogWidget = nullptr;
     CHeartBeat* m_heartBeat = nullptr;
@@ -108,6 +122,8 @@ private:
     QMap<QString, QVariant>* m_config = nullptr;
     QString m_dongleName;
     bool m_connected = false;
+    bool m_lcpOpen = false;
+    bool m_idtOpen = false;
     bool m_downloadStarted = false;
     bool m_pagesBuilt = false;
     bool m_expectBdAddress = false;

@@ -1,10 +1,13 @@
 #include <QSettings>
+#include <QTabBar>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
 
 #include "app/maindonglewidget.h"
 #include "capturelogger.h"
+#include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 #include "ptypair.h"
@@ -28,6 +31,7 @@ private slots:
     void downloadNeedsKnownDeviceType();
     void connectionStateDrivesTools();
     void staticConfigurationFrames();
+    void pageTabsArePlacedAndClosed();
 
 private:
     // Hands a frame to the controller as the port would: on the signal of its module.
@@ -244,4 +248,40 @@ void TestMainDongleWidget::staticConfigurationFrames()
 }
 
 QTEST_MAIN(TestMainDongleWidget)
+void TestMainDongleWidget::pageTabsArePlacedAndClosed()
+{
+    m_widget->buildPages();
+    QTabWidget* tabs = m_widget->pageTabs();
+    tabs->setEnabled(true); // as when a dongle is connected
+    const auto layer = [](uint8_t role, uint8_t condix) {
+        return new CLayerWidget(nullptr, nullptr, nullptr, nullptr, role, 0, 0, 0, "Peer Device",
+                                "c6:5a:10:00:00:01", condix);
+    };
+    // A master link goes before "Slave", an incoming one at the end.
+    m_widget->on_connectSuccess(0, "c6:5a:10:00:00:01", layer(0, 0));
+    m_widget->on_connectSuccess(1, "c6:5a:10:00:00:02", layer(1, 1));
+    QCOMPARE(tabs->tabText(1), QStringLiteral("Peer Address: c6:5a:10:00:00:01"));
+    QCOMPARE(tabs->tabText(2), QStringLiteral("Slave"));
+    QCOMPARE(tabs->tabText(3), QStringLiteral("Peer Address: c6:5a:10:00:00:02"));
+    QCOMPARE(tabs->tabBar()->tabButton(1, QTabBar::RightSide)->toolTip(), QStringLiteral("Disconnect"));
+
+    m_widget->on_disConnectRequest(1);
+    QCOMPARE(tabs->count(), 3);
+    QCOMPARE(tabs->currentIndex(), 2); // the "Slave" tab, as the link was incoming
+
+    // One LCP tab at most, at the end, gone with its close button.
+    auto* lcp = m_widget->findChild<QToolButton*>("toolButton_lcp");
+    lcp->setEnabled(true);
+    lcp->click();
+    lcp->click();
+    QCOMPARE(tabs->count(), 4);
+    QCOMPARE(tabs->tabText(3), QStringLiteral("LCP       "));
+    qobject_cast<QToolButton*>(tabs->tabBar()->tabButton(3, QTabBar::RightSide))->click();
+    QCOMPARE(tabs->count(), 3);
+
+    // A reset completion clears the connection pages.
+    receive(QByteArray::fromHex("cc0002010000"));
+    QCOMPARE(tabs->count(), 2);
+}
+
 #include "tst_maindonglewidget.moc"
