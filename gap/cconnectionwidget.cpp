@@ -95,9 +95,12 @@ CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMa
     // Fixed row heights keep a table of thousands of advertisers cheap to lay out.
     ui->tableView_devices->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     ui->tableView_devices->verticalHeader()->setDefaultSectionSize(24);
-    ui->tableView_devices->horizontalHeader()->setStretchLastSection(true);
-    ui->tableView_devices->setColumnWidth(0, 150);
-    ui->tableView_devices->setColumnWidth(1, 130);
+    // Every caption whole; names and the joined type bits need more than their captions.
+    QHeaderView* header = ui->tableView_devices->horizontalHeader();
+    header->resizeSections(QHeaderView::ResizeToContents);
+    header->setStretchLastSection(true);
+    ui->tableView_devices->setColumnWidth(0, qMax(header->sectionSize(0), 150));
+    ui->tableView_devices->setColumnWidth(4, qMax(header->sectionSize(4), 220));
     connect(ui->tableView_devices, &QTableView::pressed, this,
             &CConnectionWidget::onTableView_devicesClicked);
 
@@ -201,9 +204,9 @@ void CConnectionWidget::refreshCommandFields()
         commandFields.insert(it.key(), it.value());
 }
 
-bool CConnectionWidget::send(const QString& name, const FieldValueMap& extra)
+bool CConnectionWidget::send(const QString& name, const FieldValueMap& fields, const FieldValueMap& extra)
 {
-    if (CCommand::sendMsg(m_msg, m_logger, name, commandFields, extra))
+    if (CCommand::sendMsg(m_msg, m_logger, name, fields, extra))
         return true;
     m_logger->log(QString("send " + name + " message failed").toLower(), 4);
     return false;
@@ -280,8 +283,7 @@ void CConnectionWidget::on_buttonScan_clicked()
 {
     refreshCommandFields();
     if (ui->buttonScan->text() == QLatin1String(kStopScan)) {
-        if (!CCommand::sendMsg(m_msg, m_logger, "Stop Scan", {}, {}))
-            m_logger->log(QStringLiteral("send stop scan message failed"), 4);
+        send("Stop Scan", {});
         return;
     }
 
@@ -289,33 +291,32 @@ void CConnectionWidget::on_buttonScan_clicked()
     setButton(ui->buttonConnect, kConnect, ":/icons/connect");
     ui->buttonAddToWhiteList->setEnabled(false);
     m_model->clear();
-    send("5_0_Start Scan");
+    send("5_0_Start Scan", commandFields);
     syncListMode = commandFields.value("type").toInt() == 1 ? 1 : 0;
     if (syncListMode == 1)
         ui->buttonSync->setEnabled(true);
 }
 
-// Only the dongle's answers move the scan button: a click merely asks.
 void CConnectionWidget::startScanResultProc(const QByteArray& frame)
 {
-    UplinkFieldMap fields;
-    quint8 status = 0;
-    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::startScanResultProc", status))
-        return;
-    if (status == 0)
-        setScanButtonAtRest(false);
-    else
-        CCommand::logUplinkResult(m_logger, frame, status);
+    scanStateProc(frame, false, "CConnectionWidget::startScanResultProc");
 }
 
+// The dongle also ends a scan by itself when its duration is over.
 void CConnectionWidget::stopScanProc(const QByteArray& frame)
+{
+    scanStateProc(frame, true, "CConnectionWidget::stopScanProc");
+}
+
+// Only the dongle's answers move the scan button: a click merely asks.
+void CConnectionWidget::scanStateProc(const QByteArray& frame, bool atRest, const char* function)
 {
     UplinkFieldMap fields;
     quint8 status = 0;
-    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::stopScanProc", status))
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, function, status))
         return;
     if (status == 0)
-        setScanButtonAtRest(true);
+        setScanButtonAtRest(atRest);
     else
         CCommand::logUplinkResult(m_logger, frame, status);
 }
@@ -578,17 +579,15 @@ void CConnectionWidget::on_buttonConnect_clicked()
         FieldValueMap extra;
         for (auto it = row.cbegin(); it != row.cend(); ++it)
             extra.insert(it.key(), it.value());
-        send("5_0_Connect", extra);
+        send("5_0_Connect", commandFields, extra);
         row.insert("connected", QByteArray(1, 1));
         m_model->updateItem(current.row());
         pendingPeer = {{"addr", row.value("addr")}, {"addr_type", row.value("addr_type")}};
         onTableView_devicesClicked(current);
     } else if (text == QLatin1String(kCancel)) {
-        if (!CCommand::sendMsg(m_msg, m_logger, "Cancel Connect", {}, {}))
-            m_logger->log(QStringLiteral("send cancel connect message failed"), 4);
+        send("Cancel Connect", {});
     } else if (text == QLatin1String(kDisconnect)) {
-        if (!CCommand::sendMsg(m_msg, m_logger, "Disconnect", {{"condix", row.value("condix")}}, {}))
-            m_logger->log(QStringLiteral("send disconnect message failed"), 4);
+        send("Disconnect", {{"condix", row.value("condix")}});
     }
 }
 
@@ -598,14 +597,12 @@ void CConnectionWidget::on_buttonAutoConnect_clicked()
     const QString text = ui->buttonAutoConnect->text();
     if (text == QLatin1String(kAutoConnect)) {
         // The white list chooses the peer: the address fields stay zero.
-        send("5_0_Connect", {{"addr", QByteArray(6, 0)}, {"addr_type", QByteArray(1, 0)}});
+        send("5_0_Connect", commandFields, {{"addr", QByteArray(6, 0)}, {"addr_type", QByteArray(1, 0)}});
         setButton(ui->buttonAutoConnect, kCancelAutoConnect, ":/icons/cancelAutoConnect", kCancel);
     } else if (text == QLatin1String(kCancelAutoConnect)) {
-        if (!CCommand::sendMsg(m_msg, m_logger, "Cancel Connect", {}, {}))
-            m_logger->log(QStringLiteral("send cancel connect message failed"), 4);
+        send("Cancel Connect", {});
     } else if (text == QLatin1String(kDisconnect)) {
-        if (!CCommand::sendMsg(m_msg, m_logger, "Disconnect", {{"condix", autoCondix}}, {}))
-            m_logger->log(QStringLiteral("send disconnect message failed"), 4);
+        send("Disconnect", {{"condix", autoCondix}});
     }
 }
 

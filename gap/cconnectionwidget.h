@@ -64,7 +64,8 @@ private:
     void fillProcTable();
     void fillAdTypeNames();
     void refreshCommandFields();
-    bool send(const QString& name, const FieldValueMap& extra = FieldValueMap());
+    // Failures are logged; the page stays as it was so that the user may try again.
+    bool send(const QString& name, const FieldValueMap& fields, const FieldValueMap& extra = FieldValueMap());
     bool parseAndLog(const QByteArray& frame, UplinkFieldMap& fields);
     bool readStatus(const UplinkFieldMap& fields, int line, const char* function, quint8& status);
     void showRawData(const QByteArray& adv, const QByteArray& rsp);
@@ -77,6 +78,7 @@ private:
 
     void responseProc(const QByteArray& frame);
     void startScanResultProc(const QByteArray& frame);
+    void scanStateProc(const QByteArray& frame, bool atRest, const char* function);
     void startScanProc(const QByteArray& frame);
     void stopScanProc(const QByteArray& frame);
     void connectResponseProc(const QByteArray& frame);

@@ -15,7 +15,14 @@ StyledTabBar::~StyledTabBar() = default;
 
 QSize StyledTabBar::tabSizeHint(int index) const
 {
-    return QTabBar::tabSizeHint(index) + QSize(m_extraWidth, 0);
+    QSize size = QTabBar::tabSizeHint(index) + QSize(m_extraWidth, 0);
+    // Side tabs draw their titles upright, one line per letter: make room for every line.
+    const QTabBar::Shape side = shape();
+    if (side == RoundedWest || side == RoundedEast || side == TriangularWest || side == TriangularEast) {
+        const QSize text = fontMetrics().size(0, tabText(index));
+        size = size.expandedTo(text + QSize(16, 16));
+    }
+    return size;
 }
 
 void StyledTabBar::paintEvent(QPaintEvent*)
