@@ -48,118 +48,108 @@ class TestSelectDongleDialog : public QObject
     Q_OBJECT
 
 private slots:
-    void probeAnswer_data();
-    void probeAnswer();
-    void listsOnlyAnsweringFreeDongles();
-    void connectThenRemovalOfTheConnectedPort();
+    void probeAnswer_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("sdkVersion");
+
+        QTest::newRow("good answer") << answerFrame(kVirtualDongle) << "Virtual" << "5.3";
+        QTest::newRow("noise before the answer")
+            << QByteArray::fromHex("0012ff") + answerFrame(kVirtualDongle) << "Virtual" << "5.3";
+        QTest::newRow("module not 0") << answerFrame(kVirtualDongle, 1) << "Unknown" << "Unknown";
+        QTest::newRow("garbage") << QByteArray::fromHex("0102030405060708") << "Unknown" << "Unknown";
+        QTest::newRow("cut in the third string") << answerFrame(kVirtualDongle).left(22) << "Virtual"
+                                                 << "Unknown";
+        QTest::newRow("negative length") << QByteArray::fromHex("bb0000" "00ff") + "Virtual"
+                                         << "Unknown" << "Unknown";
+        QTest::newRow("a dongle that calls itself Unknown")
+            << answerFrame({"Unknown", "Maker", "1", "1", "", "1"}) << "Unknown" << "1";
+    }
+    void probeAnswer()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(QString, name);
+        QFETCH(QString, sdkVersion);
+
+        const DongleInfo info = RefreshDongleThread::parseProbeAnswer(data);
+        QCOMPARE(info.dongleName, name);
+        QCOMPARE(info.product, name);
+        QCOMPARE(info.sdkVersion, sdkVersion);
+    }
+    void listsOnlyAnsweringFreeDongles()
+    {
+        PtyPair good("ttyTEST0");
+        PtyPair garbage("ttyTEST1", &good);
+        PtyPair held("ttyTEST2", &good);
+        PtyPair silent("ttyTEST3", &good);
+        ProbeResponder goodAnswer(good, answerFrame(kVirtualDongle));
+        ProbeResponder garbageAnswer(garbage, QByteArray::fromHex("0a0b0c0d0e0f"));
+        ProbeResponder heldAnswer(held, answerFrame(kVirtualDongle));
+
+        // Another tab holds this one: the probe can't open it.
+        CMsg otherTab(nullptr);
+        QCOMPARE(otherTab.openPort("ttyTEST2"), 0);
+
+        LogManager logger("SelectTest");
+        CMsg msg(&logger);
+        CSelectDongleDialog dialog(&msg, &logger);
+        auto* tree = dialog.findChild<QTreeWidget*>("deviceTree");
+        QVERIFY(tree);
+        dialog.on_pb_Refresh_clicked();
+        QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
+
+        const QTreeWidgetItem* root = tree->topLevelItem(0);
+        QCOMPARE(root->text(0), QString("Supported Targets"));
+        QCOMPARE(root->childCount(), 1);
+        QCOMPARE(root->child(0)->text(0), QString("Virtual(ttyTEST0)"));
+        QCOMPARE(dialog.findChild<QLabel*>("labelManufacturer")->text(), QString("Maker"));
+
+        applyFlatStyle();
+        dialog.show();
+        dialog.grab().save(SCREENSHOT_DIR "selectdongle.png");
+        otherTab.closePort();
+    }
+    void connectThenRemovalOfTheConnectedPort()
+    {
+        PtyPair dongle("ttyTEST0");
+        PtyPair other("ttyTEST1", &dongle);
+        ProbeResponder answer(dongle, answerFrame(kVirtualDongle));
+
+        LogManager logger("SelectTest");
+        CMsg msg(&logger);
+        CSelectDongleDialog dialog(&msg, &logger);
+        QSignalSpy status(&dialog, &CSelectDongleDialog::sig_connectionStatusChanged);
+        dialog.on_pb_Refresh_clicked();
+        auto* connectButton = dialog.findChild<QPushButton*>("PB_Connect");
+        QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
+
+        connectButton->click();
+        QVERIFY(msg.isOpen());
+        QCOMPARE(msg.portName(), QString("ttyTEST0"));
+        QCOMPARE(connectButton->text(), QString("Disconnect"));
+        QCOMPARE(status.takeFirst().at(0).toBool(), true);
+
+        // Another port going away changes only the list.
+        dialog.on_SerialPortRemoved("ttyTEST1");
+        QVERIFY(msg.isOpen());
+        QVERIFY(status.isEmpty());
+
+        QString message;
+        whenModal([&](QWidget* box) {
+            for (const QLabel* label : box->findChildren<QLabel*>())
+                message += label->text() + '|';
+            box->close();
+            whenModal([](QWidget* selection) { selection->close(); });
+        });
+        dialog.on_SerialPortRemoved("ttyTEST0");
+        QVERIFY2(message.contains("ERROR|") && message.contains("The dongle hardware connection has been cut,\r\nPlease check it.|"),
+                 qPrintable(message));
+        QVERIFY(!msg.isOpen());
+        QCOMPARE(connectButton->text(), QString("Connect"));
+        QCOMPARE(status.takeFirst().at(0).toBool(), false);
+    }
 };
-
-void TestSelectDongleDialog::probeAnswer_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("sdkVersion");
-
-    QTest::newRow("good answer") << answerFrame(kVirtualDongle) << "Virtual" << "5.3";
-    QTest::newRow("noise before the answer")
-        << QByteArray::fromHex("0012ff") + answerFrame(kVirtualDongle) << "Virtual" << "5.3";
-    QTest::newRow("module not 0") << answerFrame(kVirtualDongle, 1) << "Unknown" << "Unknown";
-    QTest::newRow("opcode not 0") << QByteArray::fromHex("bb0001") + answerFrame(kVirtualDongle).mid(3)
-                                  << "Unknown" << "Unknown";
-    QTest::newRow("garbage") << QByteArray::fromHex("0102030405060708") << "Unknown" << "Unknown";
-    QTest::newRow("cut in the third string") << answerFrame(kVirtualDongle).left(22) << "Virtual"
-                                             << "Unknown";
-    QTest::newRow("negative length") << QByteArray::fromHex("bb0000" "00ff") + "Virtual"
-                                     << "Unknown" << "Unknown";
-    QTest::newRow("a dongle that calls itself Unknown")
-        << answerFrame({"Unknown", "Maker", "1", "1", "", "1"}) << "Unknown" << "1";
-}
-
-void TestSelectDongleDialog::probeAnswer()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(QString, name);
-    QFETCH(QString, sdkVersion);
-
-    const DongleInfo info = RefreshDongleThread::parseProbeAnswer(data);
-    QCOMPARE(info.dongleName, name);
-    QCOMPARE(info.product, name);
-    QCOMPARE(info.sdkVersion, sdkVersion);
-}
-
-void TestSelectDongleDialog::listsOnlyAnsweringFreeDongles()
-{
-    PtyPair good("ttyTEST0");
-    PtyPair garbage("ttyTEST1", &good);
-    PtyPair held("ttyTEST2", &good);
-    PtyPair silent("ttyTEST3", &good);
-    ProbeResponder goodAnswer(good, answerFrame(kVirtualDongle));
-    ProbeResponder garbageAnswer(garbage, QByteArray::fromHex("0a0b0c0d0e0f"));
-    ProbeResponder heldAnswer(held, answerFrame(kVirtualDongle));
-
-    // Another tab holds this one: the probe can't open it.
-    CMsg otherTab(nullptr);
-    QCOMPARE(otherTab.openPort("ttyTEST2"), 0);
-
-    LogManager logger("SelectTest");
-    CMsg msg(&logger);
-    CSelectDongleDialog dialog(&msg, &logger);
-    auto* tree = dialog.findChild<QTreeWidget*>("deviceTree");
-    QVERIFY(tree);
-    dialog.on_pb_Refresh_clicked();
-    QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
-
-    const QTreeWidgetItem* root = tree->topLevelItem(0);
-    QCOMPARE(root->text(0), QString("Supported Targets"));
-    QCOMPARE(root->childCount(), 1);
-    QCOMPARE(root->child(0)->text(0), QString("Virtual(ttyTEST0)"));
-    QCOMPARE(dialog.findChild<QLabel*>("labelManufacturer")->text(), QString("Maker"));
-
-    applyFlatStyle();
-    dialog.show();
-    dialog.grab().save(SCREENSHOT_DIR "selectdongle.png");
-    otherTab.closePort();
-}
-
-void TestSelectDongleDialog::connectThenRemovalOfTheConnectedPort()
-{
-    PtyPair dongle("ttyTEST0");
-    PtyPair other("ttyTEST1", &dongle);
-    ProbeResponder answer(dongle, answerFrame(kVirtualDongle));
-
-    LogManager logger("SelectTest");
-    CMsg msg(&logger);
-    CSelectDongleDialog dialog(&msg, &logger);
-    QSignalSpy status(&dialog, &CSelectDongleDialog::sig_connectionStatusChanged);
-    dialog.on_pb_Refresh_clicked();
-    auto* connectButton = dialog.findChild<QPushButton*>("PB_Connect");
-    QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
-
-    connectButton->click();
-    QVERIFY(msg.isOpen());
-    QCOMPARE(msg.portName(), QString("ttyTEST0"));
-    QCOMPARE(connectButton->text(), QString("Disconnect"));
-    QCOMPARE(status.takeFirst().at(0).toBool(), true);
-
-    // Another port going away changes only the list.
-    dialog.on_SerialPortRemoved("ttyTEST1");
-    QVERIFY(msg.isOpen());
-    QVERIFY(status.isEmpty());
-
-    QString message;
-    whenModal([&](QWidget* box) {
-        for (const QLabel* label : box->findChildren<QLabel*>())
-            message += label->text() + '|';
-        box->close();
-        whenModal([](QWidget* selection) { selection->close(); });
-    });
-    dialog.on_SerialPortRemoved("ttyTEST0");
-    QVERIFY2(message.contains("ERROR|") && message.contains("The dongle hardware connection has been cut,\r\nPlease check it.|"),
-             qPrintable(message));
-    QVERIFY(!msg.isOpen());
-    QCOMPARE(connectButton->text(), QString("Connect"));
-    QCOMPARE(status.takeFirst().at(0).toBool(), false);
-}
 
 QTEST_MAIN(TestSelectDongleDialog)
 #include "tst_cselectdongledlg.moc"

@@ -30,7 +30,6 @@ public:
 
     QString folder() const { return m_folder.path(); }
     QString tracePath() const { return m_folder.filePath(QStringLiteral("trace.txt")); }
-    QProcess& process() { return m_process; }
 
     // The next line the simulator prints, or an empty string after the timeout.
     QString readLine(int timeoutMs = 10000)
@@ -53,10 +52,9 @@ public:
         return readLine();
     }
 
-    // Frames of the trace file: {ms, dongle, direction, bytes}.
+    // Frames of the trace file: {ms, direction, bytes} (the dongle column is skipped).
     struct TraceLine {
         qint64 ms = 0;
-        int dongle = 0;
         QString direction;
         QByteArray bytes;
     };
@@ -72,7 +70,6 @@ public:
                 continue;
             TraceLine line;
             line.ms = parts.at(0).toLongLong();
-            line.dongle = parts.at(1).toInt();
             line.direction = QString::fromLatin1(parts.at(2));
             line.bytes = QByteArray::fromHex(parts.mid(3).join(' '));
             lines.append(line);

@@ -1,18 +1,10 @@
 #include <QComboBox>
-#include <QDir>
-#include <QFocusEvent>
 #include <QPushButton>
-#include <QScopeGuard>
-#include <QSettings>
 #include <QTabBar>
-#include <QTabWidget>
 #include <QTableView>
-#include <QTemporaryDir>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QtTest>
-
-#include <memory>
 
 #include "app/maindonglewidget.h"
 #include "app/mainwindow.h"
@@ -32,10 +24,9 @@ const QString kSensorTab = QStringLiteral("Peer Address: ") + kSensor;
 
 int tabIndex(QTabWidget* tabs, const QString& text)
 {
-    for (int i = 0; i < tabs->count(); ++i) {
+    for (int i = 0; i < tabs->count(); ++i)
         if (tabs->tabText(i) == text)
             return i;
-    }
     return -1;
 }
 
@@ -50,26 +41,26 @@ private slots:
     void initTestCase();
     void init();
     void cleanup();
-    void scanListsTheDefaultWorld();
-    void connectAndDisconnect();
-    void refusedConnectFreesTheRow();
+    void scanConnectDisconnectAndRefuse();
     void autoConnectTimesOut();
 
 private:
     QToolButton* button(const char* name) const { return m_page->findChild<QToolButton*>(name); }
     QTableView* table() const { return m_page->findChild<QTableView*>("tableView_devices"); }
     QTabWidget* tabs() const { return m_tab->pageTabs(); }
-    int rowOf(const QString& address) const;
     QModelIndex at(int row, const QString& title) const;
+    int rowOf(const QString& address) const
+    {
+        const auto hits = m_page->model()->match(at(0, "Bluetooth Address"), Qt::DisplayRole, address, 1, Qt::MatchExactly);
+        return hits.isEmpty() ? -1 : hits.first().row();
+    }
     QString cell(int row, const QString& title) const { return at(row, title).data().toString(); }
     // The Connected column shows state 2 as an icon, and no text.
     bool shownConnected(int row) const { return !at(row, "Connected").data(Qt::DecorationRole).isNull(); }
     void scanUntilHeard(const QStringList& addresses);
-    void press(int row);
     bool uplinkSeen(const QByteArray& prefix) const;
 
     QTemporaryDir m_workDir;
-    QString m_oldDir;
     std::unique_ptr<SimProcess> m_sim;
     std::unique_ptr<MainWindow> m_window;
     MainDongleWidget* m_tab = nullptr;
@@ -78,7 +69,6 @@ private:
 
 void TestE2eMaster::initTestCase()
 {
-    m_oldDir = QDir::currentPath();
     QDir::setCurrent(m_workDir.path());
     QDir().mkpath(SCREENSHOT_DIR);
     applyFlatStyle();
@@ -99,7 +89,6 @@ void TestE2eMaster::init()
     m_window->show();
     m_tab = m_window->firstDongle();
     m_page = m_tab->connectionWidget();
-    QVERIFY(m_page);
     QCOMPARE(m_tab->msg()->openPort("ttySIM0"), 0);
     m_tab->onConnectionStatusChanged(true);
     // The answer to the last start-up query but one fills "profile".
@@ -112,28 +101,17 @@ void TestE2eMaster::cleanup()
         m_tab->prepareDelete();
     m_window.reset();
     m_sim.reset();
-    m_tab = nullptr;
-    m_page = nullptr;
-}
-
-int TestE2eMaster::rowOf(const QString& address) const
-{
-    for (int r = 0; r < m_page->model()->rowCount(); ++r) {
-        if (cell(r, "Bluetooth Address") == address)
-            return r;
-    }
-    return -1;
 }
 
 QModelIndex TestE2eMaster::at(int row, const QString& title) const
 {
-    for (int c = 0; c < m_page->model()->columnCount(); ++c) {
+    for (int c = 0; c < m_page->model()->columnCount(); ++c)
         if (m_page->model()->headerData(c, Qt::Horizontal).toString() == title)
             return m_page->model()->index(row, c);
-    }
     return QModelIndex();
 }
 
+// Scans until every address has a row, then presses the first one's Device cell as a user does.
 void TestE2eMaster::scanUntilHeard(const QStringList& addresses)
 {
     QToolButton* scan = button("buttonScan");
@@ -144,11 +122,7 @@ void TestE2eMaster::scanUntilHeard(const QStringList& addresses)
     QVERIFY(uplinkSeen(QByteArray::fromHex("dd01f0")));
     for (const QString& address : addresses)
         QTRY_VERIFY2_WITH_TIMEOUT(rowOf(address) >= 0, qPrintable(address), 10000);
-}
-
-// A user's press on the row, on its Device cell.
-void TestE2eMaster::press(int row)
-{
+    const int row = rowOf(addresses.first());
     const QModelIndex index = m_page->model()->index(row, 0);
     table()->scrollTo(index);
     QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, table()->visualRect(index).center());
@@ -157,57 +131,30 @@ void TestE2eMaster::press(int row)
 
 bool TestE2eMaster::uplinkSeen(const QByteArray& prefix) const
 {
-    const QVector<SimProcess::TraceLine> lines = m_sim->trace();
-    return std::any_of(lines.cbegin(), lines.cend(), [&](const SimProcess::TraceLine& line) {
-        return line.direction == "up" && line.bytes.startsWith(prefix);
-    });
+    for (const SimProcess::TraceLine& line : m_sim->trace())
+        if (line.direction == "up" && line.bytes.startsWith(prefix))
+            return true;
+    return false;
 }
 
-void TestE2eMaster::scanListsTheDefaultWorld()
+void TestE2eMaster::scanConnectDisconnectAndRefuse()
 {
-    scanUntilHeard({kSensor, "c6:5a:10:00:00:02", "c6:5a:10:00:00:03", "c6:5a:10:00:00:04",
-                    "c6:5a:10:00:00:05", "c6:5a:10:00:00:06"});
+    scanUntilHeard({kSensor, "c6:5a:10:00:00:02", "c6:5a:10:00:00:03", "c6:5a:10:00:00:04", "c6:5a:10:00:00:05",
+                    "c6:5a:10:00:00:06"});
     const int sensor = rowOf(kSensor);
-    // The sensor's name comes with its scan response.
+    // The names come with the scan responses; the beacon advertises none.
     QTRY_COMPARE_WITH_TIMEOUT(cell(sensor, "Device"), QString("Tarvine HR"), 10000);
-    const int rssi = cell(sensor, "RSSI(dBm)").toInt();
-    QVERIFY2(rssi >= -51 && rssi <= -45, qPrintable(QString::number(rssi)));
-    QCOMPARE(cell(sensor, "Address Type"), QString("Random"));
-    QCOMPARE(cell(sensor, "Advertisement Type"), QString("Report Is Complete | Connectable | Scannable"));
-    QCOMPARE(cell(sensor, "Adv Classification"), QString("Legacy"));
-    QCOMPARE(cell(sensor, "Secondary PHY Type"), QString("N/A"));
-    const int beacon = rowOf("c6:5a:10:00:00:04");
-    // The beacon advertises no name; the thermometer's complete one in its scan response
-    // replaces the shortened one of its advertising.
-    QCOMPARE(cell(beacon, "Device"), QString("Peer Device"));
     QTRY_COMPARE_WITH_TIMEOUT(cell(rowOf("c6:5a:10:00:00:03"), "Device"), QString("Tarvine Thermo"), 10000);
-    QCOMPARE(cell(beacon, "Advertisement Type"), QString("Report Is Complete"));
+    QCOMPARE(cell(rowOf("c6:5a:10:00:00:04"), "Device"), QString("Peer Device"));
+    QCOMPARE(cell(sensor, "Advertisement Type"), QString("Report Is Complete | Connectable | Scannable"));
     const int broadcaster = rowOf("c6:5a:10:00:00:06");
-    QCOMPARE(cell(broadcaster, "Adv Classification"), QString("Extended"));
     QCOMPARE(cell(broadcaster, "Secondary PHY Type"), QString("2M"));
     QVERIFY(cell(broadcaster, "Advertisement Type").endsWith("Syncable"));
     QVERIFY(m_window->grab().save(SCREENSHOT_DIR "master-scanning.png"));
 
-    press(sensor);
-    QVERIFY(button("buttonConnect")->isEnabled());
-    QCOMPARE(button("buttonConnect")->text(), QString("Connect"));
-    auto* adTree = m_page->findChild<QTreeWidget*>("treeWidget_advertising");
-    QCOMPARE(adTree->topLevelItemCount(), 3); // Flags, service UUIDs, appearance
-    QCOMPARE(adTree->topLevelItem(0)->text(0), QString("Data 0:<<Flags>>"));
-    auto* responseTree = m_page->findChild<QTreeWidget*>("treeWidget_scanRsp");
-    QCOMPARE(responseTree->topLevelItem(0)->text(0), QString("Data 0:<<Complete Local Name>>"));
+    QCOMPARE(m_page->findChild<QTreeWidget*>("treeWidget_advertising")->topLevelItemCount(), 3);
     QVERIFY(m_page->grab().save(SCREENSHOT_DIR "master-pressed-row.png"));
 
-    button("buttonScan")->click();
-    QTRY_COMPARE_WITH_TIMEOUT(button("buttonScan")->text(), QString("Start Scan"), 10000);
-    QVERIFY(!m_page->isScanning());
-}
-
-void TestE2eMaster::connectAndDisconnect()
-{
-    scanUntilHeard({kSensor});
-    const int sensor = rowOf(kSensor);
-    press(sensor);
     QToolButton* connect = button("buttonConnect");
     connect->click();
     // Pending until the peer's next advertising event: the table waits, "Cancel" is the way on.
@@ -216,7 +163,6 @@ void TestE2eMaster::connectAndDisconnect()
     QVERIFY(!button("buttonScan")->isEnabled());
     QTRY_COMPARE_WITH_TIMEOUT(connect->text(), QString("Disconnect"), 10000);
     QVERIFY(shownConnected(sensor));
-    QVERIFY(table()->isEnabled());
     const int tab = tabIndex(tabs(), kSensorTab);
     QVERIFY(tab >= 0);
     QCOMPARE(tabs()->tabText(tab + 1), QString("Slave"));
@@ -226,13 +172,9 @@ void TestE2eMaster::connectAndDisconnect()
     // The tab's own close button disconnects.
     auto* close = qobject_cast<QToolButton*>(tabs()->tabBar()->tabButton(tab, QTabBar::RightSide));
     QVERIFY(close);
-    QCOMPARE(close->toolTip(), QString("Disconnect"));
     QTest::mouseClick(close, Qt::LeftButton);
     QTRY_COMPARE_WITH_TIMEOUT(tabIndex(tabs(), kSensorTab), -1, 10000);
     QCOMPARE(connect->text(), QString("Connect"));
-    QVERIFY(!shownConnected(sensor));
-    QCOMPARE(tabs()->currentIndex(), 0);
-    QCOMPARE(m_page->connectionCount(), 0);
 
     // Again, and this time the peer goes away.
     connect->click();
@@ -244,23 +186,16 @@ void TestE2eMaster::connectAndDisconnect()
     QCOMPARE(connect->text(), QString("Connect"));
     QVERIFY(!shownConnected(sensor));
     QVERIFY(m_page->masterCondixes().isEmpty());
-}
 
-void TestE2eMaster::refusedConnectFreesTheRow()
-{
-    scanUntilHeard({kSensor});
-    const int sensor = rowOf(kSensor);
-    press(sensor);
+    // Once more, and the dongle refuses the connect.
     QCOMPARE(m_sim->control("status 0 01@3F 12"), QString("ok"));
-    QToolButton* connect = button("buttonConnect");
     connect->click();
-    QCOMPARE(connect->text(), QString("Cancel"));
     QTRY_COMPARE_WITH_TIMEOUT(connect->text(), QString("Connect"), 10000);
     QVERIFY(uplinkSeen(QByteArray::fromHex("bb013f01000c")));
     QVERIFY(!shownConnected(sensor));
     QVERIFY(table()->isEnabled());
-    QVERIFY(button("buttonScan")->isEnabled());
-    QCOMPARE(tabIndex(tabs(), kSensorTab), -1);
+    button("buttonScan")->click();
+    QTRY_COMPARE_WITH_TIMEOUT(button("buttonScan")->text(), QString("Start Scan"), 10000);
 }
 
 void TestE2eMaster::autoConnectTimesOut()
@@ -279,7 +214,6 @@ void TestE2eMaster::autoConnectTimesOut()
         dialog->onCatalogItemClicked(pages.first(), 0);
         auto* type = dialog->setting("5_0_conn_type")->findChild<QComboBox*>();
         type->setCurrentIndex(type->findData(1u));
-        QCOMPARE(type->currentIndex(), 1);
         auto* timeout = dialog->setting("5_0_conn_timeout")->findChild<CValidateLineEdit*>();
         timeout->selectAll();
         QTest::keyClicks(timeout, "100");
@@ -290,19 +224,14 @@ void TestE2eMaster::autoConnectTimesOut()
     });
     m_tab->findChild<QToolButton*>("toolButton_configureSettings")->click();
     QVERIFY(applied);
-    QCOMPARE(m_tab->config().value("5_0_conn_type").toUInt(), 1u);
     QCOMPARE(m_tab->config().value("5_0_conn_timeout"), QString("000a"));
 
     QToolButton* autoConnect = button("buttonAutoConnect");
-    QVERIFY(autoConnect->isEnabled());
-    QVERIFY(!button("buttonConnect")->isEnabled());
     autoConnect->click();
     QCOMPARE(autoConnect->text(), QString("Cancel Auto Connect"));
-    QVERIFY(m_page->isAutoConnecting());
     // The white list is empty: nobody to connect to, so the dongle gives up.
     QTRY_COMPARE_WITH_TIMEOUT(autoConnect->text(), QString("Auto Connect"), 10000);
     QVERIFY(uplinkSeen(QByteArray::fromHex("dd0180")));
-    QCOMPARE(m_page->connectionCount(), 0);
 }
 
 QTEST_MAIN(TestE2eMaster)

@@ -1,17 +1,9 @@
 #include <QComboBox>
-#include <QDir>
-#include <QFile>
 #include <QFocusEvent>
 #include <QPushButton>
-#include <QScopeGuard>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QtTest>
-
-#include <memory>
 
 #include "app/maindonglewidget.h"
 #include "app/mainwindow.h"
@@ -43,21 +35,6 @@ const char* const kStaticFrames[] = {
 };
 const char* const kNameHex = "68636e654220656e6976726154"; // "Tarvine Bench", last byte first
 
-bool isStaticCommand(const QByteArray& frame)
-{
-    for (const char* expected : kStaticFrames) {
-        if (frame.size() > 2 && QByteArray::fromHex(expected).left(3) == frame.left(3))
-            return true;
-    }
-    return false;
-}
-
-bool received(const QSignalSpy& spy, const QByteArray& prefix)
-{
-    return std::any_of(spy.cbegin(), spy.cend(),
-                       [&](const QList<QVariant>& args) { return args.at(0).toByteArray().startsWith(prefix); });
-}
-
 // Types into a setting's editor as a user does: select all, type, leave the field.
 void typeInto(CSettingDialog* dialog, const QString& key, const QString& text)
 {
@@ -87,111 +64,109 @@ void showPage(CSettingDialog* dialog, const QString& title)
 class TestE2eSettings : public QObject
 {
     Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void staticSettingsReachTheDongleAndPersist();
-    void cleanupTestCase();
-
-private:
     QTemporaryDir m_workDir;
     QString m_oldDir;
+
+private slots:
+    void initTestCase()
+    {
+        // MainWindow keeps config.ini in the working directory; one group means no first-run prompt.
+        m_oldDir = QDir::currentPath();
+        QDir::setCurrent(m_workDir.path());
+        QSettings("config.ini", QSettings::IniFormat).setValue("Bench/TabWidgetNumber", 0);
+        QDir().mkpath(SCREENSHOT_DIR);
+        applyFlatStyle();
+    }
+
+    void cleanupTestCase() { QDir::setCurrent(m_oldDir); }
+
+    void staticSettingsReachTheDongleAndPersist()
+    {
+        SimProcess sim({"--dongles", "1"});
+        QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
+        auto window = std::make_unique<MainWindow>();
+        window->show();
+        MainDongleWidget* tab = window->firstDongle();
+        QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
+        tab->onConnectionStatusChanged(true);
+        // "profile" is seeded empty; the answer to the sixth start-up query fills it.
+        QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+
+        bool applied = false;
+        whenModal([&](QWidget* modal) {
+            // A failed check inside must not leave exec() waiting forever.
+            const auto closeAnyway = qScopeGuard([modal] { modal->close(); });
+            auto* dialog = qobject_cast<CSettingDialog*>(modal);
+            QVERIFY(dialog);
+            typeInto(dialog, "device_name", "Tarvine Bench");
+            typeInto(dialog, "identity_addr", "C0:11:22:33:44:55");
+            auto* type = dialog->setting("identity_addr_type")->findChild<QComboBox*>();
+            type->setCurrentIndex(type->findText("Public"));
+            typeInto(dialog, "appearance", "0x0341");
+            QApplication::processEvents();
+            QVERIFY(dialog->grab().save(SCREENSHOT_DIR "settings-static.png"));
+            showPage(dialog, "Scan Parameters");
+            QVERIFY(dialog->grab().save(SCREENSHOT_DIR "settings-dynamic.png"));
+            showPage(dialog, "Device");
+            auto* apply = dialog->findChild<QPushButton*>("btn_apply");
+            QCOMPARE(apply->text(), QString("Set All Static"));
+            apply->click();
+            applied = !dialog->isVisible();
+        });
+        tab->findChild<QToolButton*>("toolButton_configureSettings")->click();
+        QVERIFY(applied);
+
+        // The twelve go out in their order, one per send tick, heartbeats in between.
+        QStringList expected;
+        QSet<QByteArray> heads;
+        for (const char* frame : kStaticFrames) {
+            expected.append(QString::fromLatin1(QByteArray::fromHex(frame).toHex(' ')));
+            heads << QByteArray::fromHex(frame).left(3);
+        }
+        QStringList sent;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                sent.clear();
+                for (const SimProcess::TraceLine& line : sim.trace()) {
+                    if (line.direction == "down" && heads.contains(line.bytes.left(3)))
+                        sent.append(QString::fromLatin1(line.bytes.toHex(' ')));
+                }
+                return sent.size() >= expected.size();
+            }(),
+            10000);
+        QCOMPARE(sent, expected);
+
+        // After a reset the start-up queries read back what the dongle now holds.
+        QSignalSpy gap(tab->msg(), &CMsg::sig_rcvGapMsg);
+        tab->findChild<QToolButton*>("toolButton_reset")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(std::any_of(gap.cbegin(), gap.cend(),
+                                             [](const QList<QVariant>& args) {
+                                                 return args.at(0).toByteArray().startsWith("\xdd\x01\x60");
+                                             }),
+                                 10000);
+        QCOMPARE(tab->config().value("identity_addr").toString(), QString("C01122334455"));
+        QCOMPARE(tab->config().value("identity_addr_type").toInt(), 0);
+        QCOMPARE(tab->config().value("device_name").toString(), QString(kNameHex));
+        QCOMPARE(tab->config().value("appearance").toString(), QString("341"));
+
+        // Quit and start again: the map comes back from config.ini before any dongle is connected.
+        window.reset();
+        // The file itself, since QSettings answers this process from its cache.
+        QFile ini("config.ini");
+        QVERIFY(ini.open(QIODevice::ReadOnly | QIODevice::Text));
+        const QList<QByteArray> lines = ini.readAll().split('\n');
+        for (const QByteArray line : {QByteArray("identity_addr=C01122334455"), "device_name=" + QByteArray(kNameHex),
+                                      QByteArray("appearance=341")})
+            QVERIFY2(lines.contains(line), line.constData());
+        window = std::make_unique<MainWindow>();
+        tab = window->firstDongle();
+        QCOMPARE(tab->dongleName(), QString("Bench"));
+        QVERIFY(!tab->isConnected());
+        QCOMPARE(tab->config().value("identity_addr").toString(), QString("C01122334455"));
+        QCOMPARE(tab->config().value("device_name").toString(), QString(kNameHex));
+        QCOMPARE(tab->config().value("appearance").toString(), QString("341"));
+    }
 };
-
-void TestE2eSettings::initTestCase()
-{
-    // MainWindow keeps config.ini in the working directory; one group means no first-run prompt.
-    m_oldDir = QDir::currentPath();
-    QDir::setCurrent(m_workDir.path());
-    QSettings("config.ini", QSettings::IniFormat).setValue("Bench/TabWidgetNumber", 0);
-    QDir().mkpath(SCREENSHOT_DIR);
-    applyFlatStyle();
-}
-
-void TestE2eSettings::cleanupTestCase()
-{
-    QDir::setCurrent(m_oldDir);
-}
-
-void TestE2eSettings::staticSettingsReachTheDongleAndPersist()
-{
-    SimProcess sim({"--dongles", "1"});
-    QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
-    auto window = std::make_unique<MainWindow>();
-    window->show();
-    MainDongleWidget* tab = window->firstDongle();
-    QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
-    tab->onConnectionStatusChanged(true);
-    // "profile" is seeded empty; the answer to the sixth start-up query fills it.
-    QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
-
-    bool applied = false;
-    whenModal([&](QWidget* modal) {
-        // A failed check inside must not leave exec() waiting forever.
-        const auto closeAnyway = qScopeGuard([modal] { modal->close(); });
-        auto* dialog = qobject_cast<CSettingDialog*>(modal);
-        QVERIFY(dialog);
-        typeInto(dialog, "device_name", "Tarvine Bench");
-        typeInto(dialog, "identity_addr", "C0:11:22:33:44:55");
-        auto* type = dialog->setting("identity_addr_type")->findChild<QComboBox*>();
-        type->setCurrentIndex(type->findText("Public"));
-        typeInto(dialog, "appearance", "0x0341");
-        QApplication::processEvents();
-        QVERIFY(dialog->grab().save(SCREENSHOT_DIR "settings-static.png"));
-        showPage(dialog, "Scan Parameters");
-        QVERIFY(dialog->grab().save(SCREENSHOT_DIR "settings-dynamic.png"));
-        showPage(dialog, "Device");
-        auto* apply = dialog->findChild<QPushButton*>("btn_apply");
-        QCOMPARE(apply->text(), QString("Set All Static"));
-        apply->click();
-        applied = !dialog->isVisible();
-    });
-    tab->findChild<QToolButton*>("toolButton_configureSettings")->click();
-    QVERIFY(applied);
-
-    // The twelve go out in their order, one per send tick, heartbeats in between.
-    QStringList expected;
-    for (const char* frame : kStaticFrames)
-        expected.append(QString::fromLatin1(QByteArray::fromHex(frame).toHex(' ')));
-    QStringList sent;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            sent.clear();
-            for (const SimProcess::TraceLine& line : sim.trace()) {
-                if (line.direction == "down" && isStaticCommand(line.bytes))
-                    sent.append(QString::fromLatin1(line.bytes.toHex(' ')));
-            }
-            return sent.size() >= expected.size();
-        }(),
-        10000);
-    QCOMPARE(sent, expected);
-
-    // After a reset the start-up queries read back what the dongle now holds.
-    QSignalSpy gap(tab->msg(), &CMsg::sig_rcvGapMsg);
-    tab->findChild<QToolButton*>("toolButton_reset")->click();
-    QTRY_VERIFY_WITH_TIMEOUT(received(gap, QByteArray::fromHex("dd0160")), 10000);
-    QCOMPARE(tab->config().value("identity_addr").toString(), QString("C01122334455"));
-    QCOMPARE(tab->config().value("identity_addr_type").toInt(), 0);
-    QCOMPARE(tab->config().value("device_name").toString(), QString(kNameHex));
-    QCOMPARE(tab->config().value("appearance").toString(), QString("341"));
-
-    // Quit and start again: the map comes back from config.ini before any dongle is connected.
-    window.reset();
-    // The file itself, since QSettings answers this process from its cache.
-    QFile ini("config.ini");
-    QVERIFY(ini.open(QIODevice::ReadOnly | QIODevice::Text));
-    const QList<QByteArray> lines = ini.readAll().split('\n');
-    for (const QByteArray line : {QByteArray("identity_addr=C01122334455"), "device_name=" + QByteArray(kNameHex),
-                                  QByteArray("appearance=341")})
-        QVERIFY2(lines.contains(line), line.constData());
-    window = std::make_unique<MainWindow>();
-    tab = window->firstDongle();
-    QCOMPARE(tab->dongleName(), QString("Bench"));
-    QVERIFY(!tab->isConnected());
-    QCOMPARE(tab->config().value("identity_addr").toString(), QString("C01122334455"));
-    QCOMPARE(tab->config().value("device_name").toString(), QString(kNameHex));
-    QCOMPARE(tab->config().value("appearance").toString(), QString("341"));
-}
 
 QTEST_MAIN(TestE2eSettings)
 #include "tst_e2e_settings.moc"

@@ -1,3 +1,4 @@
+#include <QCheckBox>
 #include <QDialog>
 #include <QFile>
 #include <QLabel>
@@ -9,9 +10,12 @@
 #include <QtTest>
 
 #include "whenmodal.h"
+#include "link/cmsg.h"
 #include "log/clogwidget.h"
 #include "log/logger.h"
 #include "log/logmanager.h"
+#include "log/logswtich.h"
+#include "ptypair.h"
 
 namespace {
 
@@ -132,6 +136,39 @@ private slots:
         pane.show();
         QVERIFY(QTest::qWaitForWindowExposed(&pane));
         QVERIFY(pane.grab().save(SCREENSHOT_DIR "clogwidget.png"));
+    }
+
+    void logSwitchCloseTellsTheFirmware_data()
+    {
+        QTest::addColumn<bool>("sdk");
+        QTest::addColumn<bool>("stack");
+        QTest::addColumn<QByteArray>("wire");
+        // AA 01 8D, length 02 00, sdk, stack, checksum.
+        QTest::newRow("both cleared") << false << false << QByteArray::fromHex("aa018d02000000c6");
+        QTest::newRow("sdk only") << true << false << QByteArray::fromHex("aa018d02000100c5");
+    }
+    void logSwitchCloseTellsTheFirmware()
+    {
+        QFETCH(bool, sdk);
+        QFETCH(bool, stack);
+        QFETCH(QByteArray, wire);
+        PtyPair pty(QStringLiteral("ttyLOGSWTEST0"));
+        QVERIFY(pty.isValid());
+        LogManager logs(QStringLiteral("tst_logswtich"));
+        CMsg msg(&logs);
+        QCOMPARE(msg.openPort(pty.portName()), 0);
+        LogSwtich dialog(&msg, &logs);
+        dialog.show();
+        dialog.sdkBox()->setChecked(sdk);
+        dialog.stackBox()->setChecked(stack);
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        if (sdk)
+            QVERIFY(dialog.grab().save(SCREENSHOT_DIR "logswtich.png"));
+        QTest::mouseClick(dialog.findChild<QToolButton*>(QStringLiteral("m_tbClose")), Qt::LeftButton);
+        QVERIFY(!dialog.isVisible());
+        QByteArray got;
+        QTRY_VERIFY((got += pty.readAll()).size() >= wire.size());
+        QCOMPARE(got, wire);
     }
 };
 

@@ -3,7 +3,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QMutex>
 #include <QRegularExpression>
 #include <QThread>
 #include <QtTest>
@@ -12,28 +11,6 @@
 #include <time.h>
 
 namespace {
-
-QMutex consoleMutex;
-QStringList consoleLines;
-QtMessageHandler previousHandler = nullptr;
-
-// The console logger writes with qDebug().
-void captureConsole(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    if (type != QtDebugMsg)
-        return previousHandler(type, context, message);
-    QMutexLocker lock(&consoleMutex);
-    consoleLines << message;
-}
-
-QStringList console(bool clear = false)
-{
-    QMutexLocker lock(&consoleMutex);
-    const QStringList lines = consoleLines;
-    if (clear)
-        consoleLines.clear();
-    return lines;
-}
 
 QByteArray readAll(const QString& path)
 {
@@ -64,21 +41,99 @@ class TestLogging : public QObject
 private slots:
     void initTestCase()
     {
-        previousHandler = qInstallMessageHandler(captureConsole);
         // Half an hour off UTC, so that a stamp in the wrong zone shows in hours and minutes.
         qputenv("TZ", "XST-5:30");
         tzset();
     }
     void cleanupTestCase() { QDir().rmdir(LogManager::logRoot()); }
-    void init();
-    void cleanup();
+    void init()
+    {
+        m_toolPane.lines.clear();
+        m_donglePane.lines.clear();
+        m_manager = std::make_unique<LogManager>("ttySIM0");
+        m_manager->addLogger(new TextBrowserLogger("main_logger", &m_toolPane));
+        m_manager->addDongleLogger(new TextBrowserLogger("dongle_text_browser_logger", &m_donglePane));
+    }
+    void cleanup()
+    {
+        const QString folder = m_manager->logFolder();
+        m_manager.reset();
+        QVERIFY(QDir(folder).removeRecursively());
+    }
 
-    void levelsReachTheirLoggers_data();
-    void levelsReachTheirLoggers();
-    void logTo();
-    void dongleTextKeepsCrlfInFileAndBreaksInPane();
-    void bufferFlushesAt2048Bytes();
-    void logFromAnotherThreadArrives();
+    void levelsReachTheirLoggers_data()
+    {
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QByteArray>("fileLine"); // after the time stamp
+        QTest::addColumn<QString>("paneHtml");
+
+        QTest::newRow("error") << 4 << QByteArray(": [ERROR]the line\r\n")
+            << "<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> hh:mm:ss:zzz - [ERROR] - the line </span><br>";
+        QTest::newRow("warning") << 3 << QByteArray(": [WARN]the line\r\n")
+            << "<img src=\":/icons/warning\"/><span style=\"color:#ff9900;\"> hh:mm:ss:zzz - [WARN] - the line </span><br>";
+        QTest::newRow("information") << 2 << QByteArray(": [INFO]the line\r\n")
+            << "<img src=\":/icons/info\"/><span style=\"color:#000000;\"> hh:mm:ss:zzz - [INFO] - the line </span><br>";
+        QTest::newRow("debug only in the file") << 1 << QByteArray(": [DEBUG]the line\r\n") << "";
+    }
+    void levelsReachTheirLoggers()
+    {
+        QFETCH(int, level);
+        QFETCH(QByteArray, fileLine);
+        QFETCH(QString, paneHtml);
+
+        const QTime before = QTime::currentTime();
+        m_manager->log("the line", level);
+        settle();
+        QCOMPARE(readAll(toolFile()).count("the line"), 1);
+        const QByteArray line = readAll(toolFile()).split('\n').first();
+        QCOMPARE(line.mid(12) + '\n', fileLine);
+        const QTime stamp = QTime::fromString(line.left(12), "hh:mm:ss:zzz"), after = QTime::currentTime();
+        QVERIFY2((before <= stamp && stamp <= after) || after < before, line.constData()); // local time, unless midnight
+        QCOMPARE(m_toolPane.lines.filter("the line"), paneHtml.isEmpty() ? QStringList() : QStringList{paneHtml});
+    }
+    void dongleTextKeepsCrlfInFileAndBreaksInPane()
+    {
+        m_manager->logDongle("stack up\r\nadv on");
+        QTRY_COMPARE(m_donglePane.lines, QStringList{"<span>hh:mm:ss:zzz - stack up<br>adv on</span>"});
+
+        // The dongle file writes in blocks too: fill one so the line reaches the disk.
+        for (int i = 0; i < 40; ++i)
+            m_manager->logDongle(QString(40, '.'));
+        QTRY_VERIFY(readAll(dongleFile()).size() >= 2048);
+        QCOMPARE(readAll(dongleFile()).mid(12, 28), QByteArray(": [DONGLE]stack up\r\nadv on\r\n"));
+        settle();
+        QVERIFY(!readAll(toolFile()).contains("stack up"));
+        QVERIFY(m_toolPane.lines.filter("stack up").isEmpty());
+    }
+    void bufferFlushesAt2048Bytes()
+    {
+        // Each line is 12 (time) + 9 (": [DEBUG]") + text + 2 (CRLF) bytes: 32 of 64 bytes make 2048.
+        FileLogger logger;
+        logger.setFileName(m_manager->logFolder() + "/own.txt");
+        const auto writeBlock = [&logger](int lastText) {
+            for (int i = 0; i < 31; ++i)
+                logger.write(QString(41, 'x'), 1);
+            logger.write(QString(lastText, 'x'), 1);
+        };
+        writeBlock(41);
+        QTRY_COMPARE(QFileInfo(logger.fileName()).size(), qint64(2048)); // exactly 2048 goes out
+        QCOMPARE(logger.pendingBytes(), 0);
+        writeBlock(40);
+        QTRY_COMPARE(logger.pendingBytes(), 2047); // one byte short stays in memory
+        QCOMPARE(QFileInfo(logger.fileName()).size(), qint64(2048));
+    }
+    void logFromAnotherThreadArrives()
+    {
+        std::unique_ptr<QThread> worker(QThread::create([this] {
+            for (int i = 0; i < 50; ++i)
+                m_manager->log(QStringLiteral("worker %1").arg(i), 3);
+        }));
+        worker->start();
+        QVERIFY(worker->wait(10000));
+        settle();
+        QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
+        QCOMPARE(m_toolPane.lines.filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
+    }
 
 private:
     // Logs a level-4 marker and waits until the pane and the tool file have it: whatever was
@@ -98,120 +153,6 @@ private:
     std::unique_ptr<LogManager> m_manager;
     int m_marker = 0;
 };
-
-void TestLogging::init()
-{
-    console(true);
-    m_toolPane.lines.clear();
-    m_donglePane.lines.clear();
-    m_manager = std::make_unique<LogManager>("ttySIM0");
-    m_manager->addLogger(new TextBrowserLogger("main_logger", &m_toolPane));
-    m_manager->addDongleLogger(new TextBrowserLogger("dongle_text_browser_logger", &m_donglePane));
-}
-
-void TestLogging::cleanup()
-{
-    const QString folder = m_manager->logFolder();
-    m_manager.reset();
-    QVERIFY(QDir(folder).removeRecursively());
-}
-
-void TestLogging::levelsReachTheirLoggers_data()
-{
-    QTest::addColumn<int>("level");
-    QTest::addColumn<QByteArray>("fileLine"); // after the time stamp
-    QTest::addColumn<bool>("onConsole");
-    QTest::addColumn<QString>("paneHtml");
-
-    QTest::newRow("error everywhere") << 4 << QByteArray(": [ERROR]the line\r\n") << true
-        << "<img src=\":/icons/error\"/><span style=\"color:#ff0000;\"> hh:mm:ss:zzz - [ERROR] - the line </span><br>";
-    QTest::newRow("warning everywhere") << 3 << QByteArray(": [WARN]the line\r\n") << true
-        << "<img src=\":/icons/warning\"/><span style=\"color:#ff9900;\"> hh:mm:ss:zzz - [WARN] - the line </span><br>";
-    QTest::newRow("information not on the console") << 2 << QByteArray(": [INFO]the line\r\n") << false
-        << "<img src=\":/icons/info\"/><span style=\"color:#000000;\"> hh:mm:ss:zzz - [INFO] - the line </span><br>";
-    QTest::newRow("debug only in the file") << 1 << QByteArray(": [DEBUG]the line\r\n") << false << "";
-}
-
-void TestLogging::levelsReachTheirLoggers()
-{
-    QFETCH(int, level);
-    QFETCH(QByteArray, fileLine);
-    QFETCH(bool, onConsole);
-    QFETCH(QString, paneHtml);
-
-    const QTime before = QTime::currentTime();
-    m_manager->log("the line", level);
-    settle();
-    QCOMPARE(readAll(toolFile()).count("the line"), 1);
-    const QByteArray line = readAll(toolFile()).split('\n').first();
-    QCOMPARE(line.mid(12) + '\n', fileLine);
-    const QTime stamp = QTime::fromString(line.left(12), "hh:mm:ss:zzz"), after = QTime::currentTime();
-    QVERIFY2((before <= stamp && stamp <= after) || after < before, line.constData()); // local time, unless midnight
-    QCOMPARE(console().contains("the line"), onConsole);
-    QCOMPARE(m_toolPane.lines.filter("the line"), paneHtml.isEmpty() ? QStringList() : QStringList{paneHtml});
-}
-
-// Each line reaches the named logger, if there is one, and the tool file once.
-void TestLogging::logTo()
-{
-    m_manager->logTo("nobody", "to nobody", 4);
-    m_manager->logTo("file_logger", "to the file", 4);
-    m_manager->logTo("main_logger", "to the pane", 2);
-    settle();
-    const QByteArray file = readAll(toolFile());
-    QCOMPARE(QVector<int>({file.count("to nobody"), file.count("to the file"), file.count("to the pane")}),
-             QVector<int>({1, 1, 1}));
-    QCOMPARE(m_toolPane.lines.filter(" - to ").size(), 1);
-    QVERIFY(console().filter(QRegularExpression("^to ")).isEmpty());
-}
-
-void TestLogging::dongleTextKeepsCrlfInFileAndBreaksInPane()
-{
-    m_manager->logDongle("stack up\r\nadv on");
-    QTRY_COMPARE(m_donglePane.lines, QStringList{"<span>hh:mm:ss:zzz - stack up<br>adv on</span>"});
-    QCOMPARE(TextBrowserLogger::formatLine("09:05:07:042", "frame", 1), QString("<span>09:05:07:042 - frame</span>"));
-
-    // The dongle file writes in blocks too: fill one so the line reaches the disk.
-    for (int i = 0; i < 40; ++i)
-        m_manager->logDongle(QString(40, '.'));
-    QTRY_VERIFY(readAll(dongleFile()).size() >= 2048);
-    QCOMPARE(readAll(dongleFile()).mid(12, 28), QByteArray(": [DONGLE]stack up\r\nadv on\r\n"));
-    settle();
-    QVERIFY(!readAll(toolFile()).contains("stack up"));
-    QVERIFY(m_toolPane.lines.filter("stack up").isEmpty());
-}
-
-void TestLogging::bufferFlushesAt2048Bytes()
-{
-    // Each line is 12 (time) + 9 (": [DEBUG]") + text + 2 (CRLF) bytes: 32 of 64 bytes make 2048.
-    FileLogger logger;
-    logger.setFileName(m_manager->logFolder() + "/own.txt");
-    const auto writeBlock = [&logger](int lastText) {
-        for (int i = 0; i < 31; ++i)
-            logger.write(QString(41, 'x'), 1);
-        logger.write(QString(lastText, 'x'), 1);
-    };
-    writeBlock(41);
-    QTRY_COMPARE(QFileInfo(logger.fileName()).size(), qint64(2048)); // exactly 2048 goes out
-    QCOMPARE(logger.pendingBytes(), 0);
-    writeBlock(40);
-    QTRY_COMPARE(logger.pendingBytes(), 2047); // one byte short stays in memory
-    QCOMPARE(QFileInfo(logger.fileName()).size(), qint64(2048));
-}
-
-void TestLogging::logFromAnotherThreadArrives()
-{
-    std::unique_ptr<QThread> worker(QThread::create([this] {
-        for (int i = 0; i < 50; ++i)
-            m_manager->log(QStringLiteral("worker %1").arg(i), 3);
-    }));
-    worker->start();
-    QVERIFY(worker->wait(10000));
-    settle();
-    QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
-    QCOMPARE(m_toolPane.lines.filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
-    QCOMPARE(console().filter(QRegularExpression("^worker \\d+$")).size(), 50);
-}
 
 QTEST_GUILESS_MAIN(TestLogging)
 #include "tst_logger.moc"

@@ -26,12 +26,10 @@ private slots:
     void boxesInKeyOrderWithLongCaptionsCut()
     {
         CComboBoxWithCheckBox combo(captions());
-        const auto boxes = combo.findChildren<QCheckBox*>();
-        QCOMPARE(boxes.size(), 3);
-        QCOMPARE(boxes[0]->text(), QString("LE 1M"));
-        QCOMPARE(boxes[1]->text(), QString(60, 'a') + "...");
-        QCOMPARE(boxes[1]->toolTip(), Long61);
-        QCOMPARE(boxes[2]->text(), Long60);
+        QStringList texts;
+        for (const QCheckBox* box : combo.findChildren<QCheckBox*>())
+            texts << box->text() + '/' + box->toolTip();
+        QCOMPARE(texts, (QStringList{"LE 1M/LE 1M", QString(60, 'a') + ".../" + Long61, Long60 + '/' + Long60}));
     }
 
     void ticking_data()
@@ -41,7 +39,6 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::newRow("one box") << QList<int>{0} << 1u << "LE 1M";
         QTest::newRow("two boxes, captions in key order") << QList<int>{2, 0} << 5u << "LE 1M | " + Long60;
-        QTest::newRow("long caption whole in the text") << QList<int>{1} << 2u << Long61;
         QTest::newRow("ticked and unticked") << QList<int>{0, 1, 0} << 2u << Long61;
         QTest::newRow("all unticked") << QList<int>{2, 2} << 0u << "";
     }

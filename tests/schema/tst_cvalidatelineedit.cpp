@@ -48,7 +48,6 @@ void configure(CValidateLineEdit& e, const QString& kind, const QStringList& a)
 class TstCValidateLineEdit : public QObject
 {
     Q_OBJECT
-
 private slots:
     // What value() makes of a text, what the text becomes on the way, and what setValue()
     // of that value shows again ("back", when it differs from "shown").
@@ -65,48 +64,37 @@ private slots:
             QTest::newRow(name) << kind << args << typed << shown << value << (back ? back : shown);
         };
         row("int typical", "int", Int, "300", "300", "012c");
-        row("int equal to min rewritten", "int", Int, "27", "27", "001b");
         row("int below min takes min", "int", Int, "5", "27", "001b");
         row("int empty takes min", "int", Int, "", "27", "001b");
         row("int max", "int", Int, "251", "251", "00fb");
         row("int above max left alone", "int", Int, "600", "600", "0258");
         row("int one byte", "int", QStringList{"7", "16", "1", ""}, "16", "16", "10");
         row("int8 negative", "int8", Int8, "-5", "-5", "fb");
-        row("int8 min", "int8", Int8, "-128", "-128", "80");
         row("int8 below min", "int8", Int8, "-200", "-128", "80");
         row("int8 empty reads as zero", "int8", Int8, "", "", "00", "0");
-        row("double on a step", "double", Dbl, "10", "10.00", "0008");
         row("double snaps down", "double", Dbl, "9.9", "8.75", "0007");
         row("double min", "double", Dbl, "7.5", "7.50", "0006");
         row("double max not snapped", "double", Dbl, "4000", "4000.00", "0c80");
-        row("double below min", "double", Dbl, "5", "7.50", "0006");
         row("double above max", "double", Dbl, "5000", "4000.00", "0c80");
         row("double empty takes min", "double", Dbl, "", "7.50", "0006");
         row("double in wire units", "double", Dbl10, "1280", "1280", "0080");
         row("int16double positive", "int16double", I16d, "25.5", "25.5", "00ff");
         row("int16double negative", "int16double", I16d, "-5.5", "-5.5", "ffc9");
         row("int16double snaps away from zero", "int16double", I16d, "-0.05", "-0.1", "ffff");
-        row("int16double three tenths", "int16double", I16d, "0.3", "0.3", "0003");
         row("int16double below min", "int16double", I16d, "-200", "-128.0", "fb00");
-        row("int16double above max", "int16double", I16d, "300", "128.0", "0500");
         row("int16double empty", "int16double", I16d, "", "0.0", "0000");
         row("string bytes last first", "string", Str, "AB", "AB", "4241");
-        row("string empty", "string", Str, "", "", "");
         row("hex padded after 0x", "hex", Hex6, "0x1", "0x0001", "0001");
         row("hex prefix alone", "hex", Hex6, "0x", "0x0000", "0000");
         row("hex free length, odd", "hex", Hex0, "0x123", "0x0123", "0123");
-        row("hex free length, prefix alone", "hex", Hex0, "0x", "0x00", "00");
-        row("hex free length, whole bytes", "hex", Hex0, "0xABCDEF", "0xABCDEF", "ABCDEF");
         row("addr typical", "addr", Addr, "AA:BB:CC:DD:EE:FF", "AA:BB:CC:DD:EE:FF", "AABBCCDDEEFF");
         row("addr short left-filled", "addr", Addr, "1:2", "00:00:00:00:00:12", "000000000012");
         row("addr 13 digits zeroed", "addr", Addr, "1234567890ABC", "00:00:00:00:00:00", "000000000000");
         row("addr empty", "addr", Addr, "", "00:00:00:00:00:00", "000000000000");
         row("littleEnd pairs reversed", "littleEnd", Le, "01:02:03", "01:02:03", "030201", "03:02:01");
         row("littleEnd odd digits", "littleEnd", Le, "1:2:3", "01:23", "2301", "23:01");
-        row("littleEnd empty", "littleEnd", Le, "", "", "");
         row("16bit list", "uuid", U16, "1800,2A", "18:00,00:2A", "18:00,00:2A");
         row("16bit trailing comma", "uuid", U16, "1800,", "18:00", "18:00");
-        row("16bit empty", "uuid", U16, "", "", "");
         row("32bit list", "uuid", U32, "1,0000180A", "00:00:00:01,00:00:18:0A", "00:00:00:01,00:00:18:0A");
         row("128bit short", "uuid", U128, "1", "00:00:00:00:00:00:00:00:00:00:00:00:00:00:00:01",
             "00:00:00:00:00:00:00:00:00:00:00:00:00:00:00:01");
@@ -119,8 +107,10 @@ private slots:
         CValidateLineEdit e;
         configure(e, kind, args);
         e.setText(typed);
-        QTEST(e.value(), "value");
+        QFocusEvent out(QEvent::FocusOut);
+        QApplication::sendEvent(&e, &out); // leaving the field repairs the text as value() does
         QTEST(e.text(), "shown");
+        QTEST(e.value(), "value");
         e.setValue(e.value());
         QTEST(e.text(), "back");
     }
@@ -133,18 +123,12 @@ private slots:
         QTest::addColumn<int>("maxLength");
         QTest::newRow("int without default shows min") << "int" << Int << "27" << 255;
         QTest::newRow("int with default") << "int" << QStringList{"0", "9", "1", "4"} << "4" << 255;
-        QTest::newRow("double default") << "double" << Dbl << "7.50" << 255;
         QTest::newRow("hex zeros to the length") << "hex" << Hex6 << "0x0000" << 6;
         QTest::newRow("hex default") << "hex" << QStringList{"6", "0x12", "0xFFFF"} << "0x12" << 6;
-        QTest::newRow("hex second default") << "hex" << QStringList{"6", "12", "0xFFFF"} << "0xFFFF" << 6;
         QTest::newRow("hex free length") << "hex" << QStringList{"0", "0x12", ""} << "0x00" << 34;
-        QTest::newRow("addr default") << "addr" << Addr << "00:00:00:00:00:00" << 17;
         QTest::newRow("addr bad default") << "addr" << QStringList{"17", "nope"} << "00:00:00:00:00:00" << 17;
         QTest::newRow("littleEnd unlimited") << "littleEnd" << QStringList{"0", "x"} << "" << 32767;
-        QTest::newRow("string default") << "string" << QStringList{"8", "Tarvine"} << "Tarvine" << 8;
         QTest::newRow("string default too long") << "string" << QStringList{"7", "Tarvine"} << "" << 7;
-        QTest::newRow("128bit bad default") << "uuid" << QStringList{"47", "bad!"}
-                                            << "00:00:00:00:00:00:00:00:00:00:00:00:00:00:00:00" << 255;
     }
     void setUp()
     {
@@ -167,14 +151,6 @@ private slots:
         QCOMPARE(e.type(), QString());
     }
 
-    void hexSetValueFillsToTheLength()
-    {
-        CValidateLineEdit e;
-        e.setHexType("6", "0x[0-9a-fA-F]*", "", "");
-        e.setValue("1");
-        QCOMPARE(e.text(), QString("0x0001"));
-    }
-
     // Keys go through the validator and the textEdited slots, as when the user types.
     void typing_data()
     {
@@ -188,7 +164,7 @@ private slots:
         QTest::newRow("int stops at max digits") << "int" << Int << "" << "2519" << "251";
         QTest::newRow("16bit comma after each UUID") << "uuid" << U16 << "" << "18002A" << "1800,2A";
         QTest::newRow("16bit colons dropped") << "uuid" << U16 << "" << "18:00" << "1800,";
-        QTest::newRow("32bit less than one UUID") << "uuid" << U32 << "" << "0000180" << "0000180";
+        QTest::newRow("emptied string") << "string" << QStringList{"128", "Tarvine"} << "A" << "\b" << "";
         QTest::newRow("hex settings are gone") << "int" << Int << "1" << "\b" << "";
     }
     void typing()
@@ -201,33 +177,10 @@ private slots:
         configure(e, "hex", Hex0);
         configure(e, kind, args);
         e.setText(start);
-        for (QChar c : keys) {
-            if (c == '\b')
-                QTest::keyClick(&e, Qt::Key_Backspace);
-            else
-                QTest::keyClicks(&e, QString(c));
-        }
+        QTest::keyClicks(&e, keys); // '\b' is Backspace
         QTEST(e.text(), "text");
-    }
-
-    void stringHintComesBack()
-    {
-        CValidateLineEdit e;
-        e.setStringType("128", "Tarvine");
-        QCOMPARE(e.placeholderText(), QString());
-        e.setText("A");
-        QTest::keyClick(&e, Qt::Key_Backspace);
-        QCOMPARE(e.placeholderText(), QString("Default Name(String)"));
-    }
-
-    void focusOutRepairs()
-    {
-        CValidateLineEdit e;
-        e.setDoubleType("7.5", "4000", "1.25", "2", "2", "7.50");
-        e.setText("9.9");
-        QFocusEvent out(QEvent::FocusOut);
-        QApplication::sendEvent(&e, &out);
-        QCOMPARE(e.text(), QString("8.75"));
+        // An emptied name shows its hint again.
+        QCOMPARE(e.placeholderText(), QString(kind == "string" && e.text().isEmpty() ? "Default Name(String)" : ""));
     }
 };
 

@@ -7,6 +7,7 @@
 #include "capturelogger.h"
 #include "log/logmanager.h"
 #include "settings/clineeditsetting.h"
+#include "settings/cprofiletablemodel.h"
 #include "settings/csettingdialog.h"
 #include "whenmodal.h"
 
@@ -41,282 +42,273 @@ void showPage(CSettingDialog& dialog, const QString& title)
 class TestCSettingDialog : public QObject
 {
     Q_OBJECT
-
-private slots:
-    void init();
-    void cleanup();
-
-    void defaultsSeedTheMap_data();
-    void defaultsSeedTheMap();
-    void defaultValueForms_data();
-    void defaultValueForms();
-    void malformedXmlIsReported_data();
-    void malformedXmlIsReported();
-    void validationRules_data();
-    void validationRules();
-    void restoreChangesNoMap();
-    void setAllStaticDuringAirActionOnlyWritesTheMap();
-    void scanPropertiesStayConsistent_data();
-    void scanPropertiesStayConsistent();
-    void screenshots();
-
-private:
     LogManager* m_logger = nullptr;
     CaptureLogger* m_log = nullptr;
     FieldValueMap m_config;
     CSettingDialog* m_dialog = nullptr;
-};
 
-void TestCSettingDialog::init()
-{
-    m_logger = new LogManager("SettingsTest");
-    m_log = new CaptureLogger;
-    m_logger->addLogger(m_log);
-    m_config.clear();
-    m_dialog = new CSettingDialog(m_logger, &m_config);
-    QVERIFY(m_dialog->parseConfigFile(kConfigFile));
-    m_dialog->seedConfig();
-    m_dialog->fillControls();
-}
-
-void TestCSettingDialog::cleanup()
-{
-    delete m_dialog;
-    delete m_logger;
-}
-
-void TestCSettingDialog::defaultsSeedTheMap_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("value");
-
-    QTest::newRow("addr") << "identity_addr" << QVariant("112233445566");
-    QTest::newRow("double 7.5 in 1.25 steps") << "per_interval_min" << QVariant("0006");
-    QTest::newRow("double in 10 ms steps") << "per_supervision_timeout" << QVariant("0064");
-    QTest::newRow("double in 0.625 ms steps") << "5_0_scan_interval_1m" << QVariant("000f");
-    QTest::newRow("int16double") << "tx_path_comp" << QVariant("0000");
-    QTest::newRow("int of one byte") << "max_nb_lecb" << QVariant("0a");
-    QTest::newRow("hex") << "appearance" << QVariant("0000");
-    QTest::newRow("empty string") << "device_name" << QVariant("");
-    QTest::newRow("littleEnd") << "key" << QVariant("9c9c9c9c9c9c9c9c9c9c9c9c9c9c9c9c");
-    QTest::newRow("mask of all six bits") << "5_0_scan_properties" << QVariant(63u);
-    QTest::newRow("combo") << "pair_enable_flag" << QVariant(1u);
-    QTest::newRow("profile") << "profile" << QVariant(QByteArray());
-}
-
-void TestCSettingDialog::defaultsSeedTheMap()
-{
-    QFETCH(QString, key);
-    QFETCH(QVariant, value);
-    QCOMPARE(m_config.size(), 67);
-    QCOMPARE(m_config.value(key), value);
-}
-
-void TestCSettingDialog::defaultValueForms_data()
-{
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("step");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("value");
-
-    QTest::newRow("string, last byte first") << "string" << "" << "ab" << "6261";
-    QTest::newRow("negative int16double keeps 16 bits") << "int16double" << "0.1" << "-12.5" << "ff83";
-    QTest::newRow("three tenths are three steps") << "int16double" << "0.1" << "0.3" << "0003";
-    QTest::newRow("littleEnd stays in typed order") << "littleEnd" << "" << "01:02" << "0102";
-}
-
-void TestCSettingDialog::defaultValueForms()
-{
-    QFETCH(QString, type);
-    QFETCH(QString, step);
-    QFETCH(QString, text);
-    QFETCH(QString, value);
-    CLineEditSetting::Limits limits;
-    limits.type = type;
-    limits.singleStep = step;
-    limits.length = "2";
-    QCOMPARE(CLineEditSetting::valueForm(limits, text), value);
-}
-
-void TestCSettingDialog::malformedXmlIsReported_data()
-{
-    QTest::addColumn<QByteArray>("xml");
-    QTest::addColumn<QString>("message");
-
-    const QByteArray head = "<SettingScreen><SettingGroup title=\"G\"><SettingCategory title=\"C\">";
-    const QByteArray tail = "</SettingCategory></SettingGroup></SettingScreen>";
-    QTest::newRow("texts and values differ in number")
-        << head + "<ComboBoxSetting key=\"k\" title=\"K\" defaultValue=\"0\"><UserTexts><UserText>A</UserText>"
-                  "<UserText>B</UserText></UserTexts><UserValues><UserValue>0</UserValue></UserValues>"
-                  "</ComboBoxSetting>" + tail
-        << "Invalid Configuare XML!ComboBoxSetting";
-    QTest::newRow("combo without items")
-        << head + "<ComboBoxSetting key=\"k\" title=\"K\" defaultValue=\"0\"/>" + tail
-        << "Invalid Configuare XML!ComboBoxSetting";
-    QTest::newRow("bool that is neither true nor false")
-        << head + "<CheckBoxSetting key=\"k\" title=\"K\" defaultValue=\"yes\"/>" + tail
-        << "Invalid bool string:yes";
-    QTest::newRow("not XML") << QByteArray("<SettingScreen><SettingGroup") << QString();
-}
-
-void TestCSettingDialog::malformedXmlIsReported()
-{
-    QFETCH(QByteArray, xml);
-    QFETCH(QString, message);
-
-    QTemporaryDir dir;
-    QFile file(dir.filePath("settings.xml"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(xml);
-    file.close();
-
-    FieldValueMap config;
-    CSettingDialog dialog(m_logger, &config);
-    QVERIFY(!dialog.parseConfigFile(file.fileName()));
-    if (!message.isEmpty())
-        QVERIFY2(m_log->contains(message, 4), qPrintable(m_log->texts().join('\n')));
-}
-
-void TestCSettingDialog::validationRules_data()
-{
-    QTest::addColumn<FieldValueMap>("changes");
-    QTest::addColumn<QString>("title");
-
-    const QString scanError = "Scan Parameters Setting Error";
-    // Durations count 10 ms and periods 1.28 s, in hexadecimal as the map keeps them.
-    const FieldValueMap general{{"5_0_scan_type", 0u}};
-    auto with = [](FieldValueMap map, const FieldValueMap& more) {
-        for (auto it = more.cbegin(); it != more.cend(); ++it)
-            map.insert(it.key(), it.value());
-        return map;
-    };
-    QTest::newRow("defaults pass") << FieldValueMap() << QString();
-    QTest::newRow("zero identity address") << FieldValueMap{{"identity_addr", "000000000000"}}
-                                           << "Identity Address Setting Error";
-    QTest::newRow("duration equal to a period of one count (1280 ms)")
-        << FieldValueMap{{"5_0_scan_duration", "0080"}, {"5_0_scan_period", "0001"}} << scanError;
-    QTest::newRow("duration just below the period")
-        << FieldValueMap{{"5_0_scan_duration", "007f"}, {"5_0_scan_period", "0001"}} << QString();
-    QTest::newRow("duplicate filter per period without a period")
-        << FieldValueMap{{"5_0_scan_duplicate_filter_policy", 2u}, {"5_0_scan_duration", "0010"}} << scanError;
-    QTest::newRow("general discovery for 10240 ms") << with(general, {{"5_0_scan_duration", "0400"}}) << QString();
-    QTest::newRow("general discovery for 10230 ms") << with(general, {{"5_0_scan_duration", "03ff"}}) << scanError;
-    QTest::newRow("general discovery without end") << with(general, {{"5_0_scan_duration", "0000"}}) << QString();
-    QTest::newRow("resolvable own address without privacy")
-        << FieldValueMap{{"5_0_scan_own_addr_type", 1u}, {"privacy_config", 0u}} << scanError;
-    QTest::newRow("resolvable own address with privacy")
-        << FieldValueMap{{"5_0_scan_own_addr_type", 1u}, {"privacy_config", 1u}} << QString();
-    QTest::newRow("static address without its two top bits")
-        << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "BF1122334455"}} << scanError;
-    QTest::newRow("static address with its two top bits")
-        << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "C01122334455"}} << QString();
-}
-
-void TestCSettingDialog::validationRules()
-{
-    QFETCH(FieldValueMap, changes);
-    QFETCH(QString, title);
-
-    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
-        m_dialog->setting(it.key())->setValue(it.value());
-    const FieldValueMap before = m_config;
-    QSignalSpy applied(m_dialog, &CSettingDialog::staticSettingsUpdated);
-    QString shownTitle;
-    if (!title.isEmpty())
-        whenModal([&](QWidget* box) {
-            shownTitle = box->windowTitle();
-            box->close();
-        });
-    press(*m_dialog, "Set All Static");
-
-    if (title.isEmpty()) {
-        QCOMPARE(applied.count(), 1);
-        QCOMPARE(m_dialog->result(), int(QDialog::Accepted));
-        return;
+private slots:
+    void init()
+    {
+        m_logger = new LogManager("SettingsTest");
+        m_log = new CaptureLogger;
+        m_logger->addLogger(m_log);
+        m_config.clear();
+        m_dialog = new CSettingDialog(m_logger, &m_config);
+        QVERIFY(m_dialog->parseConfigFile(kConfigFile));
+        m_dialog->seedConfig();
+        m_dialog->fillControls();
     }
-    QCOMPARE(shownTitle, title);
-    QVERIFY(m_log->contains(title, 4));
-    QCOMPARE(applied.count(), 0);
-    QCOMPARE(m_config, before);
-}
 
-void TestCSettingDialog::restoreChangesNoMap()
-{
-    m_dialog->setting("identity_addr")->setValue("A1A2A3A4A5A6");
-    m_dialog->setting("5_0_scan_type")->setValue(4u);
-    const FieldValueMap before = m_config;
+    void cleanup()
+    {
+        delete m_dialog;
+        delete m_logger;
+    }
 
-    press(*m_dialog, "Restore Current Page");
-    QCOMPARE(m_dialog->setting("identity_addr")->value(), QVariant("112233445566"));
-    QCOMPARE(m_dialog->setting("5_0_scan_type")->value(), QVariant(4u));
-    press(*m_dialog, "Restore All");
-    QCOMPARE(m_dialog->setting("5_0_scan_type")->value(), QVariant(2u));
-    QCOMPARE(m_config, before);
-}
+    // Each kind of setting seeds the map in the form its command takes.
+    void defaultsSeedTheMap()
+    {
+        QCOMPARE(m_config.size(), 67);
+        const FieldValueMap expected{{"identity_addr", "112233445566"},
+                                     {"per_interval_min", "0006"},     // 7.5 ms in 1.25 ms steps
+                                     {"5_0_scan_interval_1m", "000f"}, // 0.625 ms steps
+                                     {"max_nb_lecb", "0a"},            // an int of one byte
+                                     {"appearance", "0000"},
+                                     {"key", "9c9c9c9c9c9c9c9c9c9c9c9c9c9c9c9c"},
+                                     {"5_0_scan_properties", 63u}, // mask of all six bits
+                                     {"pair_enable_flag", 1u},
+                                     {"profile", QByteArray()}};
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+            QVERIFY2(m_config.value(it.key()) == it.value(), qPrintable(it.key()));
+    }
 
-void TestCSettingDialog::setAllStaticDuringAirActionOnlyWritesTheMap()
-{
-    m_dialog->setAirActionCheck([] { return true; });
-    m_dialog->setting("appearance")->setValue("0341");
-    QSignalSpy staticSpy(m_dialog, &CSettingDialog::staticSettingsUpdated);
-    QString text;
-    whenModal([&](QWidget* box) {
-        text = box->findChild<QLabel*>("m_text")->text();
-        box->close();
-    });
-    press(*m_dialog, "Set All Static");
+    void defaultValueForms_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("step");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("value");
 
-    QCOMPARE(text, QStringLiteral("cannot set params when air action is on"));
-    QCOMPARE(staticSpy.count(), 0);
-    QCOMPARE(m_config.value("appearance"), QVariant("0341"));
-    QVERIFY(m_dialog->result() != QDialog::Accepted);
-}
+        QTest::newRow("string, last byte first") << "string" << "" << "ab" << "6261";
+        QTest::newRow("negative int16double keeps 16 bits") << "int16double" << "0.1" << "-12.5" << "ff83";
+        QTest::newRow("three tenths are three steps") << "int16double" << "0.1" << "0.3" << "0003";
+        QTest::newRow("littleEnd stays in typed order") << "littleEnd" << "" << "01:02" << "0102";
+    }
 
-void TestCSettingDialog::scanPropertiesStayConsistent_data()
-{
-    QTest::addColumn<uint>("before");
-    QTest::addColumn<uint>("clicked");
-    QTest::addColumn<uint>("after");
-    QTest::addColumn<bool>("oneMEnabled");
-    QTest::addColumn<bool>("codedEnabled");
+    void defaultValueForms()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, step);
+        QFETCH(QString, text);
+        CLineEditSetting::Limits limits;
+        limits.type = type;
+        limits.singleStep = step;
+        limits.length = "2";
+        QTEST(CLineEditSetting::valueForm(limits, text), "value");
+    }
 
-    QTest::newRow("clearing 1M clears its active scan") << 5u << 4u << 0u << false << false;
-    QTest::newRow("active scan on 1M turns 1M on") << 0u << 4u << 5u << true << false;
-    QTest::newRow("clearing Coded clears its active scan") << 10u << 8u << 0u << false << false;
-    QTest::newRow("active scan on Coded turns Coded on") << 1u << 9u << 11u << true << true;
-    QTest::newRow("a PHY alone is left alone") << 0u << 2u << 2u << false << true;
-}
+    void malformedXmlIsReported_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<QString>("message");
 
-void TestCSettingDialog::scanPropertiesStayConsistent()
-{
-    QFETCH(uint, before);
-    QFETCH(uint, clicked);
-    QFETCH(uint, after);
-    QFETCH(bool, oneMEnabled);
-    QFETCH(bool, codedEnabled);
+        const QByteArray head = "<SettingScreen><SettingGroup title=\"G\"><SettingCategory title=\"C\">";
+        const QByteArray tail = "</SettingCategory></SettingGroup></SettingScreen>";
+        QTest::newRow("texts and values differ in number")
+            << head + "<ComboBoxSetting key=\"k\" title=\"K\" defaultValue=\"0\"><UserTexts><UserText>A</UserText>"
+                      "<UserText>B</UserText></UserTexts><UserValues><UserValue>0</UserValue></UserValues>"
+                      "</ComboBoxSetting>" + tail
+            << "Invalid Configuare XML!ComboBoxSetting";
+        QTest::newRow("bool that is neither true nor false")
+            << head + "<CheckBoxSetting key=\"k\" title=\"K\" defaultValue=\"yes\"/>" + tail
+            << "Invalid bool string:yes";
+        QTest::newRow("not XML") << QByteArray("<SettingScreen><SettingGroup") << QString();
+    }
 
-    showPage(*m_dialog, "Scan Parameters");
-    m_config.insert("5_0_scan_properties", before);
-    m_dialog->fillControls();
-    // A click changes the boxes first, then tells the dialog.
-    m_dialog->setting("5_0_scan_properties")->setValue(clicked);
-    m_dialog->on_scanPropertiesChanged(int(clicked));
-    QCOMPARE(m_dialog->setting("5_0_scan_properties")->value().toUInt(), after);
-    QCOMPARE(m_dialog->setting("5_0_scan_window_1m")->isEnabled(), oneMEnabled);
-    QCOMPARE(m_dialog->setting("5_0_scan_interval_coded")->isEnabled(), codedEnabled);
-}
+    void malformedXmlIsReported()
+    {
+        QFETCH(QByteArray, xml);
+        QFETCH(QString, message);
 
-void TestCSettingDialog::screenshots()
-{
-    applyFlatStyle();
-    QDir().mkpath(SCREENSHOT_DIR);
-    m_dialog->show();
-    QVERIFY(m_dialog->grab().save(SCREENSHOT_DIR "settings-device.png"));
-    showPage(*m_dialog, "Connection Parameters");
-    QCoreApplication::processEvents(); // the new page's layout settles on a posted request
-    QCOMPARE(m_dialog->findChild<QPushButton*>("btn_apply")->text(), QStringLiteral("Apply All Dynamic"));
-    QVERIFY(m_dialog->grab().save(SCREENSHOT_DIR "settings-connection.png"));
-}
+        QTemporaryDir dir;
+        QFile file(dir.filePath("settings.xml"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(xml);
+        file.close();
+
+        FieldValueMap config;
+        CSettingDialog dialog(m_logger, &config);
+        QVERIFY(!dialog.parseConfigFile(file.fileName()));
+        if (!message.isEmpty())
+            QVERIFY2(m_log->contains(message, 4), qPrintable(m_log->texts().join('\n')));
+    }
+
+    void validationRules_data()
+    {
+        QTest::addColumn<FieldValueMap>("changes");
+        QTest::addColumn<QString>("title");
+
+        const QString scanError = "Scan Parameters Setting Error";
+        const auto general = [](const char* duration) {
+            return FieldValueMap{{"5_0_scan_type", 0u}, {"5_0_scan_duration", duration}};
+        };
+        // Durations count 10 ms and periods 1.28 s, in hexadecimal as the map keeps them.
+        QTest::newRow("zero identity address") << FieldValueMap{{"identity_addr", "000000000000"}}
+                                               << "Identity Address Setting Error";
+        QTest::newRow("duration equal to a period of one count (1280 ms)")
+            << FieldValueMap{{"5_0_scan_duration", "0080"}, {"5_0_scan_period", "0001"}} << scanError;
+        QTest::newRow("duration just below the period")
+            << FieldValueMap{{"5_0_scan_duration", "007f"}, {"5_0_scan_period", "0001"}} << QString();
+        QTest::newRow("duplicate filter per period without a period")
+            << FieldValueMap{{"5_0_scan_duplicate_filter_policy", 2u}, {"5_0_scan_duration", "0010"}} << scanError;
+        QTest::newRow("general discovery for 10240 ms") << general("0400") << QString();
+        QTest::newRow("general discovery for 10230 ms") << general("03ff") << scanError;
+        QTest::newRow("general discovery without end") << general("0000") << QString();
+        QTest::newRow("resolvable own address without privacy")
+            << FieldValueMap{{"5_0_scan_own_addr_type", 1u}, {"privacy_config", 0u}} << scanError;
+        QTest::newRow("static address without its two top bits")
+            << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "BF1122334455"}} << scanError;
+        QTest::newRow("static address with its two top bits")
+            << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "C01122334455"}} << QString();
+    }
+
+    void validationRules()
+    {
+        QFETCH(FieldValueMap, changes);
+        QFETCH(QString, title);
+
+        for (auto it = changes.cbegin(); it != changes.cend(); ++it)
+            m_dialog->setting(it.key())->setValue(it.value());
+        const FieldValueMap before = m_config;
+        QSignalSpy applied(m_dialog, &CSettingDialog::staticSettingsUpdated);
+        QString shownTitle;
+        if (!title.isEmpty())
+            whenModal([&](QWidget* box) { shownTitle = box->windowTitle(), box->close(); });
+        press(*m_dialog, "Set All Static");
+
+        QCOMPARE(shownTitle, title);
+        QCOMPARE(applied.count(), title.isEmpty() ? 1 : 0);
+        QCOMPARE(m_dialog->result(), int(title.isEmpty() ? QDialog::Accepted : QDialog::Rejected));
+        if (!title.isEmpty()) {
+            QVERIFY(m_log->contains(title, 4));
+            QCOMPARE(m_config, before);
+        }
+    }
+
+    void restoreChangesNoMap()
+    {
+        m_dialog->setting("identity_addr")->setValue("A1A2A3A4A5A6");
+        m_dialog->setting("5_0_scan_type")->setValue(4u);
+        const FieldValueMap before = m_config;
+
+        press(*m_dialog, "Restore Current Page");
+        QCOMPARE(m_dialog->setting("identity_addr")->value(), QVariant("112233445566"));
+        QCOMPARE(m_dialog->setting("5_0_scan_type")->value(), QVariant(4u));
+        press(*m_dialog, "Restore All");
+        QCOMPARE(m_dialog->setting("5_0_scan_type")->value(), QVariant(2u));
+        QCOMPARE(m_config, before);
+    }
+
+    void setAllStaticDuringAirActionOnlyWritesTheMap()
+    {
+        m_dialog->setAirActionCheck([] { return true; });
+        m_dialog->setting("appearance")->setValue("0341");
+        QSignalSpy staticSpy(m_dialog, &CSettingDialog::staticSettingsUpdated);
+        QString text;
+        whenModal([&](QWidget* box) { text = box->findChild<QLabel*>("m_text")->text(), box->close(); });
+        press(*m_dialog, "Set All Static");
+
+        QCOMPARE(text, QStringLiteral("cannot set params when air action is on"));
+        QCOMPARE(staticSpy.count(), 0);
+        QCOMPARE(m_config.value("appearance"), QVariant("0341"));
+        QVERIFY(m_dialog->result() != QDialog::Accepted);
+    }
+
+    void scanPropertiesStayConsistent_data()
+    {
+        QTest::addColumn<uint>("before");
+        QTest::addColumn<uint>("clicked");
+        QTest::addColumn<uint>("after");
+        QTest::addColumn<bool>("oneMEnabled");
+        QTest::addColumn<bool>("codedEnabled");
+
+        QTest::newRow("clearing 1M clears its active scan") << 5u << 4u << 0u << false << false;
+        QTest::newRow("active scan on 1M turns 1M on") << 0u << 4u << 5u << true << false;
+        QTest::newRow("clearing Coded clears its active scan") << 10u << 8u << 0u << false << false;
+        QTest::newRow("active scan on Coded turns Coded on") << 1u << 9u << 11u << true << true;
+        QTest::newRow("a PHY alone is left alone") << 0u << 2u << 2u << false << true;
+    }
+
+    void scanPropertiesStayConsistent()
+    {
+        QFETCH(uint, before);
+        QFETCH(uint, clicked);
+        QFETCH(uint, after);
+        QFETCH(bool, oneMEnabled);
+        QFETCH(bool, codedEnabled);
+
+        showPage(*m_dialog, "Scan Parameters");
+        m_config.insert("5_0_scan_properties", before);
+        m_dialog->fillControls();
+        // A click changes the boxes first, then tells the dialog.
+        m_dialog->setting("5_0_scan_properties")->setValue(clicked);
+        m_dialog->on_scanPropertiesChanged(int(clicked));
+        QCOMPARE(m_dialog->setting("5_0_scan_properties")->value().toUInt(), after);
+        QCOMPARE(m_dialog->setting("5_0_scan_window_1m")->isEnabled(), oneMEnabled);
+        QCOMPARE(m_dialog->setting("5_0_scan_interval_coded")->isEnabled(), codedEnabled);
+    }
+
+    void screenshots()
+    {
+        applyFlatStyle();
+        QDir().mkpath(SCREENSHOT_DIR);
+        m_dialog->show();
+        QVERIFY(m_dialog->grab().save(SCREENSHOT_DIR "settings-device.png"));
+        showPage(*m_dialog, "Connection Parameters");
+        QCoreApplication::processEvents(); // the new page's layout settles on a posted request
+        QCOMPARE(m_dialog->findChild<QPushButton*>("btn_apply")->text(), QStringLiteral("Apply All Dynamic"));
+        QVERIFY(m_dialog->grab().save(SCREENSHOT_DIR "settings-connection.png"));
+    }
+
+    // The profile list's model reads and writes [flag, length, id, name] records.
+    void profileRecordsRoundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("records");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QByteArray>("back");
+
+        const QByteArray two = QByteArray::fromHex("010403414243" "00020741");
+        QTest::newRow("ticked ABC with id 3, then unticked A") << two << 2 << two;
+        QTest::newRow("empty") << QByteArray() << 0 << QByteArray();
+        QTest::newRow("record cut short is dropped")
+            << QByteArray::fromHex("010403414243" "000907") << 1 << QByteArray::fromHex("010403414243");
+        QTest::newRow("zero length byte stops the walk") << QByteArray::fromHex("000003") << 0 << QByteArray();
+    }
+
+    void profileRecordsRoundTrip()
+    {
+        QFETCH(QByteArray, records);
+        QFETCH(int, rows);
+        QFETCH(QByteArray, back);
+
+        CProfileTableModel model;
+        model.setValue(records);
+        QCOMPARE(model.rowCount(), rows);
+        QCOMPARE(model.value(), back);
+    }
+
+    void tickingAProfileChangesItsFlag()
+    {
+        CProfileTableModel model;
+        model.setValue(QByteArray::fromHex("00020741"));
+        QCOMPARE(model.data(model.index(0, 1)).toInt(), 7);
+        QCOMPARE(model.data(model.index(0, 2)).toString(), QStringLiteral("A"));
+        QVERIFY(model.flags(model.index(0, 0)) & Qt::ItemIsUserCheckable);
+        QVERIFY(model.setData(model.index(0, 0), Qt::Checked, Qt::CheckStateRole));
+        QCOMPARE(model.value(), QByteArray::fromHex("01020741"));
+    }
+};
 
 QTEST_MAIN(TestCSettingDialog)
 #include "tst_csettingdialog.moc"
