@@ -54,10 +54,15 @@ QString byteText(quint8 value)
     return QStringLiteral("0x%1").arg(value, 2, 16, QLatin1Char('0'));
 }
 
-// The periodic interval only matters as zero or not, so its byte order does not.
-bool isSyncable(const UplinkFieldMap& fields)
+// The report's type, plus the "Syncable" bit when it has a periodic interval. An addition, not
+// an OR: a type that has the bit already carries into the next. The interval only matters as
+// zero or not, so its byte order does not.
+QByteArray typeWithSyncable(const UplinkFieldMap& fields)
 {
-    return fields.value("period_adv_intv").toHex().toULongLong(nullptr, 16) != 0;
+    const QByteArray type = fields.value("adv_type");
+    if (type.isEmpty() || fields.value("period_adv_intv").toHex().toULongLong(nullptr, 16) == 0)
+        return type;
+    return QByteArray(1, char(quint8(type.at(0)) + kAdvTypeSyncable));
 }
 
 quint8 firstByte(const QByteArray& bytes)
@@ -331,12 +336,12 @@ void CConnectionWidget::startScanProc(const QByteArray& frame)
         return;
     }
     const quint8 cls = firstByte(m.value("adv_classification"));
+    if (cls == PeriodicData)
+        return;
 
     QString text = QLatin1String("Raw Data: ") + QLatin1String(frame.toHex()) + QLatin1String("\r\nField Data: ");
     for (auto it = m.cbegin(); it != m.cend(); ++it)
         text += it.key() + QLatin1String("->") + QLatin1String(it.value().toHex(':')) + QLatin1String("  ");
-    if (cls == PeriodicData)
-        return;
     m_logger->log(text, 1);
 
     // The payload carries a length word in front that the page has no use for.
@@ -371,9 +376,7 @@ void CConnectionWidget::startScanProc(const QByteArray& frame)
             if (cls == LegacyAdvertising)
                 row.insert("phy_second", QByteArray(1, kNoSecondaryPhy));
             row.insert("adv_data", payload);
-            // An addition, not an OR: a type that has the bit already carries into the next.
-            if (isSyncable(m))
-                row.insert("adv_type", QByteArray(1, char(firstByte(m.value("adv_type")) + kAdvTypeSyncable)));
+            row.insert("adv_type", typeWithSyncable(m));
         } else if (cls == ExtendedScanResponse || cls == LegacyScanResponse) {
             // A scan response's type must not replace the advertising report's.
             for (auto it = m.cbegin(); it != m.cend(); ++it) {
@@ -399,8 +402,7 @@ void CConnectionWidget::startScanProc(const QByteArray& frame)
     if (cls == LegacyAdvertising || cls == LegacyScanResponse)
         m.insert("phy_second", QByteArray(1, kNoSecondaryPhy));
     m.insert("connected", QByteArray(1, 0));
-    if (isSyncable(m))
-        m.insert("adv_type", QByteArray(1, char(firstByte(m.value("adv_type")) + kAdvTypeSyncable)));
+    m.insert("adv_type", typeWithSyncable(m));
     m_model->appendRow(m);
 }
 
@@ -772,8 +774,6 @@ void CConnectionWidget::reset()
     m_masterCondixes.clear();
     on_masterCondixChanged();
     m_model->clear();
-    for (QTreeWidget* tree : {ui->treeWidget_advertising, ui->treeWidget_scanRsp})
-        tree->clear();
     showRawData({}, {});
 
     setScanButtonAtRest(true);

@@ -264,13 +264,12 @@ void CSettingDialog::onCatalogItemClicked(QTreeWidgetItem* item, int)
 
 void CSettingDialog::updateEnabledStates()
 {
-    if (CSetting* timeout = m_settings.value("5_0_conn_timeout"))
-        timeout->setEnabled(true);
+    on_connectTypeChanged(uintValue("5_0_conn_type") == 1);
     on_connectPropertiesChanged(int(uintValue("5_0_conn_properties")));
     on_scanPropertiesChanged(int(uintValue("5_0_scan_properties")));
 }
 
-void CSettingDialog::setEnabled(const QStringList& keys, bool enabled)
+void CSettingDialog::setKeysEnabled(const QStringList& keys, bool enabled)
 {
     for (const QString& key : keys) {
         if (CSetting* setting = m_settings.value(key))
@@ -281,14 +280,14 @@ void CSettingDialog::setEnabled(const QStringList& keys, bool enabled)
 // The connection timeout counts for both ways of initiating, so it stays enabled.
 void CSettingDialog::on_connectTypeChanged(bool)
 {
-    setEnabled({"5_0_conn_timeout"}, true);
+    setKeysEnabled({"5_0_conn_timeout"}, true);
 }
 
 void CSettingDialog::on_connectPropertiesChanged(int value)
 {
-    setEnabled(kConnect1mKeys, value & 1);
-    setEnabled(kConnect2mKeys, value & 2);
-    setEnabled(kConnectCodedKeys, value & 4);
+    setKeysEnabled(kConnect1mKeys, value & 1);
+    setKeysEnabled(kConnect2mKeys, value & 2);
+    setKeysEnabled(kConnectCodedKeys, value & 4);
 }
 
 // An active scan needs its PHY: clearing a PHY clears its active bit, and asking for an active
@@ -314,8 +313,8 @@ void CSettingDialog::on_scanPropertiesChanged(int value)
     keepConsistent(kScan1m, kActive1m);
     keepConsistent(kScanCoded, kActiveCoded);
     m_lastScanProperties = properties;
-    setEnabled(kScan1mKeys, properties & (kScan1m | kActive1m));
-    setEnabled(kScanCodedKeys, properties & (kScanCoded | kActiveCoded));
+    setKeysEnabled(kScan1mKeys, properties & (kScan1m | kActive1m));
+    setKeysEnabled(kScanCodedKeys, properties & (kScanCoded | kActiveCoded));
 }
 
 uint CSettingDialog::uintValue(const QString& key) const

@@ -64,7 +64,7 @@ private:
     bool buildSetting(const QDomElement& element, CSetting* parent, QString& error);
     void showFirstSettingGroup();
     void updateEnabledStates();
-    void setEnabled(const QStringList& keys, bool enabled);
+    void setKeysEnabled(const QStringList& keys, bool enabled);
     uint uintValue(const QString& key) const;
     quint64 countValue(const QString& key) const;
     bool validate();
