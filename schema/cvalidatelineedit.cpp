@@ -135,6 +135,26 @@ void CValidateLineEdit::setInt16DoubleType(const QString& min, const QString& ma
                    min, max, singleStep, precision, length, defaultValue);
 }
 
+void CValidateLineEdit::setKind(const Limits& l, const QString& defaultValue)
+{
+    if (l.type == QLatin1String("int"))
+        setIntType(l.min, l.max, l.length, defaultValue);
+    else if (l.type == QLatin1String("int8"))
+        setInt8Type(l.min, l.max, l.length, defaultValue);
+    else if (l.type == QLatin1String("double"))
+        setDoubleType(l.min, l.max, l.singleStep, l.precision, l.length, defaultValue);
+    else if (l.type == QLatin1String("int16double"))
+        setInt16DoubleType(l.min, l.max, l.singleStep, l.precision, l.length, defaultValue);
+    else if (l.type == QLatin1String("hex"))
+        setHexType(l.length, QLatin1String(kHexPattern), defaultValue, QString());
+    else if (l.type == QLatin1String("addr"))
+        setAddrType(l.length, QLatin1String(kColonHexPattern), defaultValue);
+    else if (l.type == QLatin1String("littleEnd"))
+        setLittleEndType(l.length, QLatin1String(kColonHexPattern), defaultValue);
+    else if (l.type == QLatin1String("string"))
+        setStringType(l.length, defaultValue);
+}
+
 void CValidateLineEdit::setHexType(const QString& length, const QString& pattern,
                                    const QString& defaultValue, const QString& secondDefault)
 {

@@ -15,8 +15,27 @@ class CValidateLineEdit : public QLineEdit
     Q_DISABLE_COPY(CValidateLineEdit)
 
 public:
+    // A kind and its limits as the XML files write them. `length` counts text characters for
+    // addr, hex, string and littleEnd, bytes for the number kinds.
+    struct Limits
+    {
+        QString type;
+        QString min;
+        QString max;
+        QString singleStep;
+        QString precision;
+        QString length;
+    };
+
+    static constexpr char kHexPattern[] = "0x[0-9a-fA-F]*";
+    static constexpr char kColonHexPattern[] = "[0-9a-fA-F:]*";
+
     explicit CValidateLineEdit(QWidget* parent = nullptr);
     ~CValidateLineEdit() override;
+
+    // The set-up of `limits.type`, the text kinds with the patterns above; an unknown kind
+    // leaves the editor as it was.
+    void setKind(const Limits& limits, const QString& defaultValue);
 
     // One set-up per kind; each starts from a cleared editor.
     void setIntType(const QString& min, const QString& max, const QString& length,

@@ -4,12 +4,7 @@
 
 #include <QHBoxLayout>
 
-#include "schema/cvalidatelineedit.h"
-
 namespace {
-
-const char* const kHexPattern = "0x[0-9a-fA-F]*";
-const char* const kColonHexPattern = "[0-9a-fA-F:]*";
 
 QString paddedHex(quint64 value, const QString& byteLength)
 {
@@ -78,22 +73,7 @@ void CLineEditSetting::addToLayout(QLayout* layout)
         m_lineEdit = new CValidateLineEdit(this);
         m_lineEdit->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         m_lineEdit->setToolTip(m_description);
-        const Limits& l = m_limits;
-        if (l.type == "int")
-            m_lineEdit->setIntType(l.min, l.max, l.length, m_defaultText);
-        else if (l.type == "double")
-            m_lineEdit->setDoubleType(l.min, l.max, l.singleStep, l.precision, l.length, m_defaultText);
-        else if (l.type == "int16double")
-            m_lineEdit->setInt16DoubleType(l.min, l.max, l.singleStep, l.precision, l.length,
-                                           m_defaultText);
-        else if (l.type == "hex")
-            m_lineEdit->setHexType(l.length, kHexPattern, m_defaultText, QString());
-        else if (l.type == "addr")
-            m_lineEdit->setAddrType(l.length, kColonHexPattern, m_defaultText);
-        else if (l.type == "littleEnd")
-            m_lineEdit->setLittleEndType(l.length, kColonHexPattern, m_defaultText);
-        else if (l.type == "string")
-            m_lineEdit->setStringType(l.length, m_defaultText);
+        m_lineEdit->setKind(m_limits, m_defaultText);
         row->addWidget(m_lineEdit);
         setValue(m_value);
     }

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "schema/cvalidatelineedit.h"
 #include "settings/csetting.h"
-
-class CValidateLineEdit;
 
 // A typed value edited as text. Its value is the hexadecimal text of the wire form.
 class CLineEditSetting : public CSetting
@@ -11,17 +10,7 @@ class CLineEditSetting : public CSetting
     Q_DISABLE_COPY(CLineEditSetting)
 
 public:
-    // The editor's kind and limits as the configuration file writes them. `length` counts text
-    // characters for addr, hex, string and littleEnd, bytes for the number kinds.
-    struct Limits
-    {
-        QString type;
-        QString min;
-        QString max;
-        QString singleStep;
-        QString precision;
-        QString length;
-    };
+    using Limits = CValidateLineEdit::Limits;
 
     CLineEditSetting(const QString& key, const QString& title, const Limits& limits,
                      const QString& defaultText, CSetting* parent);

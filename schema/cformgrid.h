@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QString>
+#include <QVector>
+
+#include "schema/ccfgfileparse.h"
+#include "schema/ccommand.h"
+
+class LogManager;
+class QGridLayout;
+class QLayoutItem;
+class QTableWidget;
+class QWidget;
+
+// The label-and-control grid of a generated form: makes the controls of a command's fields,
+// reads what the user set and shows what the dongle answered. Controls are found again through
+// the grid, each label's text naming its field, so the grid is the form's only state.
+class CFormGrid
+{
+public:
+    CFormGrid(QGridLayout* grid, int fieldsPerRow);
+
+    // Read-only tables first, then line edits, combo boxes and check boxes; lists last.
+    static QVector<UiField> regroup(const QVector<UiField>& fields);
+
+    void build(const QVector<UiField>& fields, bool writable);
+    void readFormValues(FieldValueMap& values, bool rawText) const;
+    // `caller` names the form in the internal error of a result of the wrong size.
+    void setFieldValueInGlayout(LogManager* logger, const QString& caller,
+                                const UplinkFieldMap& fields) const;
+    // The first `list` field's table, or null.
+    QTableWidget* listTable() const;
+    // The text of every line or text editor, in grid order.
+    void setEditorTexts(const QStringList& texts) const;
+
+    // The wire bytes of a list's rows, as hex text the codec writes back in row order.
+    static QString listHexText(const QTableWidget* table, const QVector<UiField>& subFields);
+
+private:
+    struct Pair
+    {
+        const UiField* field;
+        QLayoutItem* control;
+    };
+    QVector<Pair> pairs() const;
+    void addControl(const UiField& field, bool writable, int row, int column);
+
+    QGridLayout* m_grid;
+    int m_fieldsPerRow;
+    QVector<UiField> m_fields;
+};

@@ -1,0 +1,50 @@
+#include "cstandardmsgdlg.h"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "schema/cmsgfield.h"
+
+CStandardMsgDlg::CStandardMsgDlg(const QString& title, LogManager* logger,
+                                 const QString& commandName, QWidget* parent)
+    : CFlatDialog(title, parent)
+    , m_form(new CmsgField(logger, commandName, CmsgField::listSubFields(logger, commandName),
+                           contentFrame()))
+    , m_pushButtonOK(new QPushButton(QStringLiteral("OK"), contentFrame()))
+    , m_pushButtonCancel(new QPushButton(QStringLiteral("Cancel"), contentFrame()))
+{
+    setAttribute(Qt::WA_DeleteOnClose);
+    m_pushButtonOK->setObjectName(QStringLiteral("pushButtonOK"));
+    m_pushButtonCancel->setObjectName(QStringLiteral("pushButtonCancel"));
+    m_pushButtonOK->setDefault(true);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(m_pushButtonOK);
+    buttons->addWidget(m_pushButtonCancel);
+
+    auto* layout = new QVBoxLayout(contentFrame());
+    layout->setContentsMargins(12, 12, 12, 12);
+    layout->addWidget(m_form, 1);
+    layout->addLayout(buttons);
+    resize(271, 300);
+
+    // The buttons are made after the base form wired its slots by name, so they are wired here.
+    connect(m_pushButtonOK, &QPushButton::clicked, this, &CStandardMsgDlg::on_pushButtonOK_clicked);
+    connect(m_pushButtonCancel, &QPushButton::clicked, this,
+            &CStandardMsgDlg::on_pushButtonCancel_clicked);
+}
+
+CStandardMsgDlg::~CStandardMsgDlg() = default;
+
+void CStandardMsgDlg::on_pushButtonOK_clicked()
+{
+    emit sig_standardOKClicked();
+    accept();
+}
+
+void CStandardMsgDlg::on_pushButtonCancel_clicked()
+{
+    reject();
+}

@@ -1,0 +1,284 @@
+#include <QCheckBox>
+#include <QComboBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTableWidget>
+#include <QtTest>
+
+#include "capturelogger.h"
+#include "log/logmanager.h"
+#include "schema/ccommand.h"
+#include "schema/cmsgfield.h"
+#include "schema/cstandardmsgdlg.h"
+#include "schema/cvalidatelineedit.h"
+#include "schema/cvalidatetextedit.h"
+#include "schema/uplinkmsgtablemodel.h"
+#include "whenmodal.h"
+
+namespace {
+
+// The bytes the codec writes for one map entry.
+QByteArray wireBytes(const FieldValueMap& values, const QString& key)
+{
+    QByteArray body;
+    CCommand::appendFieldValue(nullptr, values, CmdField{key, 0, 0, QString()}, body);
+    return body;
+}
+
+template <typename T>
+QList<T*> controls(const QWidget& form)
+{
+    return form.findChildren<T*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+} // namespace
+
+class TstCmsgField : public QObject
+{
+    Q_OBJECT
+
+    LogManager m_logger{"tst_cmsgfield"};
+    CaptureLogger* m_log = new CaptureLogger; // owned by m_logger
+
+    // Fills the next "Add Attribute" or "Edit Attribute" dialog and presses `button`.
+    void answerDialog(const QStringList& texts, const char* button, QString* title = nullptr)
+    {
+        whenModal([=](QWidget* modal) {
+            auto* dialog = qobject_cast<CStandardMsgDlg*>(modal);
+            QVERIFY(dialog);
+            if (title)
+                *title = dialog->windowTitle();
+            dialog->form()->setEditorTexts(texts);
+            QTest::mouseClick(dialog->findChild<QPushButton*>(button), Qt::LeftButton);
+        });
+    }
+
+    // The owner's add button: arms the form, then runs the dialog.
+    void addRow(CmsgField& form, const QStringList& texts, const char* button = "pushButtonOK")
+    {
+        auto* dialog = new CStandardMsgDlg(QStringLiteral("Add Attribute"), &m_logger, form.name(), &form);
+        connect(dialog, &CStandardMsgDlg::sig_standardOKClicked, &form, &CmsgField::on_addElemToTableWidget);
+        form.on_btnAddSubFieldClicked();
+        answerDialog(texts, button);
+        dialog->exec();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_logger.addLogger(m_log);
+        applyFlatStyle();
+    }
+
+    void writeFormDefaults()
+    {
+        CmsgField parameters(&m_logger, "Update Connection Parameters Request");
+        FieldValueMap values;
+        parameters.readFormValues(values);
+        const FieldValueMap counts{{"interval_min", "0006"}, {"interval_max", "0006"}, {"slave_latency", "0000"},
+                                   {"sup_timeout", "0064"}, {"ce_length", "0002"}};
+        QCOMPARE(values, counts);
+
+        CmsgField form(&m_logger, "PHY Update");
+        values.clear();
+        form.readFormValues(values);
+        // An enum goes as its value's decimal digits; a box as the bit of its place.
+        QCOMPARE(values.value("host_specify_options"), QVariant("1"));
+        QCOMPARE(values.value("trans_phys"), QVariant::fromValue(1u));
+        const QList<QCheckBox*> boxes = controls<QCheckBox>(form);
+        boxes.at(1)->setChecked(true);
+        boxes.at(2)->setChecked(true);
+        values.clear();
+        form.readFormValues(values);
+        QCOMPARE(values.value("trans_phys"), QVariant::fromValue(7u));
+        QCOMPARE(values.value("receive_phys"), QVariant::fromValue(1u));
+    }
+
+    void enumMaskDefault_data()
+    {
+        QTest::addColumn<QString>("defaultValue");
+        QTest::addColumn<QString>("ticked");
+        QTest::newRow("first bit") << "1" << "100";
+        QTest::newRow("first two bits") << "3" << "100";
+        QTest::newRow("second bit only") << "2" << "000";
+    }
+    void enumMaskDefault()
+    {
+        QFETCH(QString, defaultValue);
+        UiField mask;
+        mask.key = "phys";
+        mask.title = "PHYs";
+        mask.type = "enum_mask";
+        mask.defaultValue = defaultValue;
+        mask.elems = {{"LE 1M", 1}, {"LE 2M", 2}, {"LE Coded", 4}};
+        CmsgField form(&m_logger, "test", {mask});
+        QString ticked;
+        for (QCheckBox* box : controls<QCheckBox>(form))
+            ticked += box->isChecked() ? '1' : '0';
+        QTEST(ticked, "ticked");
+    }
+
+    void readFormResults_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("addr last byte first") << "Device BD_Address Get" << "identity_addr"
+                                              << QByteArray::fromHex("ffeeddccbbaa") << "AA:BB:CC:DD:EE:FF";
+        QTest::newRow("int little-endian") << "Get Peer Version" << "manufacturer_name"
+                                           << QByteArray::fromHex("2c01") << "300";
+        QTest::newRow("int8 signed") << "Get Connection RSSI" << "rssi" << QByteArray::fromHex("c4") << "-60";
+        QTest::newRow("int16double in steps") << "RF Path Compensation Values Get" << "tx_path_comp"
+                                              << QByteArray::fromHex("ff00") << "25.5";
+        QTest::newRow("int16double negative") << "RF Path Compensation Values Get" << "tx_path_comp"
+                                              << QByteArray::fromHex("9cff") << "-10.0";
+        QTest::newRow("addr of five bytes") << "Device BD_Address Get" << "identity_addr"
+                                            << QByteArray::fromHex("ffeeddccbb") << "";
+    }
+    void readFormResults()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, key);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, shown);
+        m_log->clear();
+        CmsgField form(&m_logger, command);
+        CValidateLineEdit* edit = controls<CValidateLineEdit>(form).value(0);
+        QVERIFY(edit && !edit->isEnabled());
+        const QString before = edit->text();
+        form.setFieldValueInGlayout({{key, bytes}});
+        if (shown.isEmpty()) {
+            QCOMPARE(edit->text(), before);
+            QVERIFY(m_log->texts().last().contains("CmsgField::setFieldValueInGlayout"));
+        } else {
+            QCOMPARE(edit->text(), shown);
+        }
+    }
+
+    void readFormCombosAndTables()
+    {
+        CmsgField selection(&m_logger, "Get Selection Algorithm For Connection Channel");
+        auto* combo = controls<QComboBox>(selection).value(0);
+        QCOMPARE(combo->currentIndex(), -1); // shows nothing before a result
+        selection.setFieldValueInGlayout({{"chanel_selection_algorithm", QByteArray::fromHex("01")}});
+        QCOMPARE(combo->currentIndex(), 1);
+
+        CmsgField features(&m_logger, "Get Peer Features");
+        auto* model = qobject_cast<uplinkMsgTableModel*>(controls<QTableView>(features).value(0)->model());
+        QVERIFY(model);
+        QCOMPARE(model->columnCount(), 4);
+        QCOMPARE(model->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Enable"));
+        features.setFieldValueInGlayout({{"features", QByteArray::fromHex("0500000000000000")}});
+        QVERIFY(model->state(0) && !model->state(1) && model->state(2));
+        QVERIFY(!model->data(model->index(0, 1), Qt::DecorationRole).isNull());
+        QCOMPARE(model->data(model->index(2, 0)).toString(), QStringLiteral("LE Ping"));
+        features.resize(900, 320);
+        QVERIFY(features.grab().save(SCREENSHOT_DIR "cmsgfield-features.png"));
+    }
+
+    void bitTableFolding_data()
+    {
+        QTest::addColumn<int>("bits");
+        QTest::addColumn<int>("fullRows");
+        QTest::newRow("odd") << 3 << 2;
+        QTest::newRow("even keeps a last row") << 4 << 3;
+    }
+    void bitTableFolding()
+    {
+        QFETCH(int, bits);
+        QList<UiEnumElem> elems;
+        for (int i = 0; i < bits; ++i)
+            elems.append({QString("bit %1").arg(i), quint64(1) << i});
+        uplinkMsgTableModel full("Map", elems);
+        uplinkMsgHalfTableModel half("Map", elems);
+        QTEST(full.rowCount(), "fullRows");
+        QCOMPARE(half.rowCount(), bits);
+        QCOMPARE(full.data(full.index(1, 0)).toString(), QStringLiteral("bit 2"));
+        QVERIFY(full.data(full.index(full.rowCount() - 1, 2)).isNull());
+    }
+
+    void listRows_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QStringList>("typed");
+        QTest::addColumn<QStringList>("cells");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("wire");
+        QTest::newRow("reliable write") << "Reliable Characteristic Value Writes"
+                                        << QStringList{"0x0001", "0x0002", "AA:BB"}
+                                        << QStringList{"0x0001", "0x0002", "AA:BB"} << "attrible_handle_list"
+                                        << QByteArray::fromHex("0100020002 00aabb");
+        QTest::newRow("read multiple") << "Read Multiple Characteristic Values" << QStringList{"0x0103", "300"}
+                                       << QStringList{"0x0103", "300"} << "attrible_handle_info"
+                                       << QByteArray::fromHex("03012c01");
+    }
+    void listRows()
+    {
+        QFETCH(QString, command);
+        QFETCH(QStringList, typed);
+        QFETCH(QByteArray, wire);
+        CmsgField form(&m_logger, command);
+        QSignalSpy contains(&form, &CmsgField::sig_containsSubField);
+        form.show();
+        QCOMPARE(contains.count(), 1);
+
+        addRow(form, typed);
+        addRow(form, typed, "pushButtonCancel");
+        QTableWidget* table = form.subFieldTable();
+        QCOMPARE(table->rowCount(), 1);
+        QStringList cells;
+        for (int column = 0; column < table->columnCount(); ++column)
+            cells.append(table->item(0, column)->text());
+        QTEST(cells, "cells");
+
+        addRow(form, typed);
+        form.resize(500, 260);
+        QVERIFY(form.grab().save(SCREENSHOT_DIR "cmsgfield-" + QByteArray(QTest::currentDataTag()).replace(' ', '-')
+                                 + ".png"));
+        FieldValueMap values;
+        form.readFormValues(values);
+        QCOMPARE(values.value("handle_count").toInt(), 2);
+        QFETCH(QString, key);
+        QCOMPARE(wireBytes(values, key), wire + wire);
+    }
+
+    void editRow()
+    {
+        CmsgField form(&m_logger, "Reliable Characteristic Value Writes");
+        addRow(form, {"0x0001", "0x0002", "AA:BB"});
+        addRow(form, {"0x0003", "0x0000", "CC"});
+        QTableWidget* table = form.subFieldTable();
+
+        QString title;
+        answerDialog({"0x0009"}, "pushButtonOK", &title);
+        emit table->cellDoubleClicked(0, 2);
+        QCOMPARE(title, QStringLiteral("Edit Attribute"));
+        QCOMPARE(table->rowCount(), 2);
+        QCOMPARE(table->item(0, 0)->text(), QStringLiteral("0x0009"));
+        QCOMPARE(table->item(0, 2)->text(), QStringLiteral("AA:BB")); // the rest kept as it was
+
+        // After an edit, the next OK of an add dialog appends again.
+        addRow(form, {"0x0004", "0x0000", "DD"});
+        QCOMPARE(table->rowCount(), 3);
+        QCOMPARE(table->item(2, 0)->text(), QStringLiteral("0x0004"));
+    }
+
+    void standardDialog()
+    {
+        QPointer<CStandardMsgDlg> dialog = new CStandardMsgDlg("Add Attribute", &m_logger,
+                                                               "Reliable Characteristic Value Writes");
+        QCOMPARE(dialog->size(), QSize(271, 300));
+        QCOMPARE(controls<CValidateLineEdit>(*dialog->form()).size(), 2);
+        QCOMPARE(controls<CValidateTextEdit>(*dialog->form()).size(), 1);
+        dialog->show();
+        QVERIFY(dialog->grab().save(SCREENSHOT_DIR "cstandardmsgdlg.png"));
+        QTest::mouseClick(dialog->findChild<QPushButton*>("pushButtonCancel"), Qt::LeftButton);
+        QTRY_VERIFY(dialog.isNull());
+    }
+};
+
+QTEST_MAIN(TstCmsgField)
+#include "tst_cmsgfield.moc"
