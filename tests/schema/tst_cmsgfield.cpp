@@ -170,6 +170,7 @@ private slots:
         auto* model = qobject_cast<uplinkMsgTableModel*>(controls<QTableView>(features).value(0)->model());
         QVERIFY(model);
         QCOMPARE(model->columnCount(), 4);
+        QCOMPARE(model->rowCount(), 17 / 2 + 1);
         QCOMPARE(model->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Enable"));
         features.setFieldValueInGlayout({{"features", QByteArray::fromHex("0500000000000000")}});
         QVERIFY(model->state(0) && !model->state(1) && model->state(2));
@@ -177,27 +178,6 @@ private slots:
         QCOMPARE(model->data(model->index(2, 0)).toString(), QStringLiteral("LE Ping"));
         features.resize(900, 320);
         QVERIFY(features.grab().save(SCREENSHOT_DIR "cmsgfield-features.png"));
-    }
-
-    void bitTableFolding_data()
-    {
-        QTest::addColumn<int>("bits");
-        QTest::addColumn<int>("fullRows");
-        QTest::newRow("odd") << 3 << 2;
-        QTest::newRow("even keeps a last row") << 4 << 3;
-    }
-    void bitTableFolding()
-    {
-        QFETCH(int, bits);
-        QList<UiEnumElem> elems;
-        for (int i = 0; i < bits; ++i)
-            elems.append({QString("bit %1").arg(i), quint64(1) << i});
-        uplinkMsgTableModel full("Map", elems);
-        uplinkMsgHalfTableModel half("Map", elems);
-        QTEST(full.rowCount(), "fullRows");
-        QCOMPARE(half.rowCount(), bits);
-        QCOMPARE(full.data(full.index(1, 0)).toString(), QStringLiteral("bit 2"));
-        QVERIFY(full.data(full.index(full.rowCount() - 1, 2)).isNull());
     }
 
     void listRows_data()
