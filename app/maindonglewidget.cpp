@@ -368,8 +368,7 @@ void MainDongleWidget::identityAddressProc(const QByteArray& frame)
         return;
     CCommand::logUplink(m_logger, frame, fields);
 
-    QByteArray address = fields.value("identity_addr");
-    std::reverse(address.begin(), address.end());
+    const QByteArray address = CUtil::reversed(fields.value("identity_addr"));
     m_config->insert("identity_addr", QString::fromLatin1(address.toHex().toUpper()));
 
     const QByteArray type = fields.value("identity_addr_type");
@@ -398,9 +397,7 @@ void MainDongleWidget::deviceNameProc(const QByteArray& frame)
         m_logger->log("uplink msg: " + id + " is wrong.", 4);
         return;
     }
-    QByteArray name = payload.mid(1);
-    std::reverse(name.begin(), name.end());
-    m_config->insert("device_name", QString::fromLatin1(name.toHex()));
+    m_config->insert("device_name", QString::fromLatin1(CUtil::reversed(payload.mid(1)).toHex()));
 }
 
 void MainDongleWidget::appearanceProc(const QByteArray& frame)

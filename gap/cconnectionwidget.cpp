@@ -663,9 +663,7 @@ void CConnectionWidget::connectProc(const QByteArray& frame)
     }
     ++m_connectionCount;
 
-    QByteArray reversed = addr;
-    std::reverse(reversed.begin(), reversed.end());
-    const QString address = QString::fromLatin1(reversed.toHex(':'));
+    const QString address = QString::fromLatin1(CUtil::reversed(addr).toHex(':'));
     const quint8 condix = firstByte(fields.value("condix"));
     const quint8 role = firstByte(fields.value("role"));
     if (role == 0) {

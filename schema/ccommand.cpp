@@ -356,11 +356,8 @@ QString CCommand::uuidDisplayText(const QByteArray& bytes)
     int n = bytes.size();
     while (n > 0 && bytes.at(n - 1) == 0)
         --n;
-    QByteArray reversed;
-    reversed.reserve(n);
-    for (int i = n - 1; i >= 0; --i)
-        reversed.append(bytes.at(i));
-    return QStringLiteral("0x%1").arg(QLatin1String(reversed.toHex()), 4, QLatin1Char('0'));
+    return QStringLiteral("0x%1").arg(QLatin1String(CUtil::reversed(bytes.left(n)).toHex()), 4,
+                                      QLatin1Char('0'));
 }
 
 QByteArray CCommand::uuid16ToArray(quint16 value)

@@ -80,11 +80,10 @@ QTableWidget* makeListTable(const UiField& field, QWidget* parent)
     return table;
 }
 
-QString bytesLastToFirst(const QByteArray& bytes, char separator = 0)
+// Hex text of bytes the codec writes back in the order given: it writes text last pair first.
+QString codecText(const QByteArray& bytes)
 {
-    QByteArray reversed(bytes);
-    std::reverse(reversed.begin(), reversed.end());
-    return QString::fromLatin1(separator ? reversed.toHex(separator) : reversed.toHex()).toUpper();
+    return QString::fromLatin1(CUtil::reversed(bytes).toHex());
 }
 
 void appendLittleEndian16(QByteArray& out, quint64 value)
@@ -98,6 +97,7 @@ CFormGrid::CFormGrid(QGridLayout* grid, int fieldsPerRow)
     : m_grid(grid)
     , m_fieldsPerRow(fieldsPerRow)
 {
+    Q_ASSERT(fieldsPerRow > 0);
 }
 
 QVector<UiField> CFormGrid::regroup(const QVector<UiField>& fields)
@@ -111,12 +111,15 @@ QVector<UiField> CFormGrid::regroup(const QVector<UiField>& fields)
 
 void CFormGrid::build(const QVector<UiField>& fields, bool writable)
 {
-    m_fields = regroup(fields);
-    for (int i = 0; i < m_fields.size(); ++i)
-        addControl(m_fields.at(i), writable, i / m_fieldsPerRow, 2 * (i % m_fieldsPerRow));
+    const QVector<UiField> sorted = regroup(fields);
+    for (int i = 0; i < sorted.size(); ++i) {
+        const UiField& field = sorted.at(i);
+        if (QLayoutItem* control = addControl(field, writable, i / m_fieldsPerRow, 2 * (i % m_fieldsPerRow)))
+            m_pairs.append({field, control});
+    }
 }
 
-void CFormGrid::addControl(const UiField& field, bool writable, int row, int column)
+QLayoutItem* CFormGrid::addControl(const UiField& field, bool writable, int row, int column)
 {
     QWidget* parent = m_grid->parentWidget();
     m_grid->addWidget(new QLabel(field.title, parent), row, column);
@@ -133,7 +136,7 @@ void CFormGrid::addControl(const UiField& field, bool writable, int row, int col
             boxes->addWidget(box);
         }
         m_grid->addLayout(boxes, row, controlColumn);
-        return;
+        return m_grid->itemAtPosition(row, controlColumn);
     }
 
     QWidget* control = nullptr;
@@ -151,7 +154,6 @@ void CFormGrid::addControl(const UiField& field, bool writable, int row, int col
         control = combo;
     } else if (isTextEdit(field)) {
         auto* edit = new CValidateTextEdit(parent);
-        edit->setPlainText(QStringLiteral("00:00"));
         edit->setEnabled(writable);
         control = edit;
     } else if (field.type == QLatin1String("lineEdit")) {
@@ -161,35 +163,16 @@ void CFormGrid::addControl(const UiField& field, bool writable, int row, int col
         edit->setEnabled(writable);
         control = edit;
     } else {
-        return;
+        return nullptr;
     }
     m_grid->addWidget(control, row, controlColumn);
-}
-
-QVector<CFormGrid::Pair> CFormGrid::pairs() const
-{
-    QVector<Pair> found;
-    for (int row = 0; row < m_grid->rowCount(); ++row) {
-        for (int column = 0; column + 1 < m_grid->columnCount(); column += 2) {
-            QLayoutItem* labelItem = m_grid->itemAtPosition(row, column);
-            QLayoutItem* control = m_grid->itemAtPosition(row, column + 1);
-            auto* label = labelItem ? qobject_cast<QLabel*>(labelItem->widget()) : nullptr;
-            if (!label || !control)
-                continue;
-            const auto field = std::find_if(m_fields.cbegin(), m_fields.cend(), [label](const UiField& f) {
-                return f.title == label->text();
-            });
-            if (field != m_fields.cend())
-                found.append({&*field, control});
-        }
-    }
-    return found;
+    return m_grid->itemAtPosition(row, controlColumn);
 }
 
 void CFormGrid::readFormValues(FieldValueMap& values, bool rawText) const
 {
-    for (const Pair& pair : pairs()) {
-        const UiField& field = *pair.field;
+    for (const Pair& pair : m_pairs) {
+        const UiField& field = pair.field;
         if (QLayout* boxes = pair.control->layout()) {
             uint mask = 0;
             for (int i = 0; i < boxes->count(); ++i) {
@@ -204,13 +187,15 @@ void CFormGrid::readFormValues(FieldValueMap& values, bool rawText) const
         if (auto* edit = qobject_cast<CValidateLineEdit*>(control)) {
             values.insert(field.key, edit->value());
         } else if (auto* combo = qobject_cast<QComboBox*>(control)) {
+            // Decimal digits, which the codec reads as hex: right only while no enum of a
+            // write form has a value above 9, as in today's files.
             const quint64 value = field.descToValue.value(combo->currentText());
             values.insert(field.key, QString::number(value, 10));
         } else if (auto* text = qobject_cast<CValidateTextEdit*>(control)) {
             // Data is typed in wire order; the codec writes hex text backwards, so it goes
             // to the map backwards.
             values.insert(field.key, rawText ? text->rawText()
-                                             : CUtil::reverseString(CUtil::reverseString(text->value(), 2), 1));
+                                             : codecText(QByteArray::fromHex(text->value().toLatin1())));
         } else if (auto* table = qobject_cast<QTableWidget*>(control)) {
             values.insert(field.key, listHexText(table, field.subFields));
             values.insert(QStringLiteral("handle_count"), table->rowCount());
@@ -221,8 +206,8 @@ void CFormGrid::readFormValues(FieldValueMap& values, bool rawText) const
 void CFormGrid::setFieldValueInGlayout(LogManager* logger, const QString& caller,
                                        const UplinkFieldMap& fields) const
 {
-    for (const Pair& pair : pairs()) {
-        const UiField& field = *pair.field;
+    for (const Pair& pair : m_pairs) {
+        const UiField& field = pair.field;
         const auto it = fields.constFind(field.key);
         if (it == fields.constEnd())
             continue;
@@ -241,20 +226,9 @@ void CFormGrid::setFieldValueInGlayout(LogManager* logger, const QString& caller
                 CCommand::logInternalError(logger, __FILE__, __LINE__, caller);
                 return;
             }
-            if (kind == QLatin1String("addr")) {
-                edit->setText(bytesLastToFirst(bytes, ':'));
-            } else if (kind == QLatin1String("int")) {
-                edit->setText(QString::number(number));
-            } else if (kind == QLatin1String("int8")) {
-                edit->setText(QString::number(static_cast<qint8>(number)));
-            } else if (kind == QLatin1String("int16double")) {
-                const double shown = static_cast<qint16>(number) * field.singleStep.toDouble();
-                edit->setText(QString::number(shown, 'f', field.precision.toInt()));
-            }
+            edit->setValue(QString::fromLatin1(CUtil::reversed(bytes).toHex()).toUpper());
         } else if (auto* combo = qobject_cast<QComboBox*>(control)) {
             combo->setCurrentIndex(static_cast<int>(number));
-        } else if (auto* label = qobject_cast<QLabel*>(control)) {
-            label->setText(QString::number(number));
         } else if (auto* view = qobject_cast<QTableView*>(control)) {
             if (auto* model = qobject_cast<UplinkBitTableModel*>(view->model()))
                 model->setValue(number);
@@ -264,24 +238,24 @@ void CFormGrid::setFieldValueInGlayout(LogManager* logger, const QString& caller
 
 QTableWidget* CFormGrid::listTable() const
 {
-    for (const Pair& pair : pairs()) {
+    for (const Pair& pair : m_pairs) {
         if (auto* table = qobject_cast<QTableWidget*>(pair.control->widget()))
             return table;
     }
     return nullptr;
 }
 
-void CFormGrid::setEditorTexts(const QStringList& texts) const
+void CFormGrid::setEditorTexts(const QMap<QString, QString>& texts) const
 {
-    int next = 0;
-    for (const Pair& pair : pairs()) {
-        if (next >= texts.size())
-            return;
+    for (const Pair& pair : m_pairs) {
+        const auto it = texts.constFind(pair.field.key);
+        if (it == texts.constEnd())
+            continue;
         QWidget* control = pair.control->widget();
         if (auto* edit = qobject_cast<CValidateLineEdit*>(control))
-            edit->setText(texts.at(next++));
+            edit->setText(it.value());
         else if (auto* text = qobject_cast<CValidateTextEdit*>(control))
-            text->setPlainText(texts.at(next++));
+            text->setPlainText(it.value());
     }
 }
 
@@ -311,10 +285,14 @@ QString CFormGrid::listHexText(const QTableWidget* table, const QVector<UiField>
         if (length >= 0)
             appendLittleEndian16(wire, cell(length).toULongLong());
         if (value >= 0) {
-            const QByteArray data = QByteArray::fromHex(cell(value).toLatin1());
+            // An odd last digit is the low half of a byte, as the text editor reads it.
+            QString digits = cell(value);
+            if (digits.size() % 2 != 0)
+                digits.insert(digits.size() - 1, QLatin1Char('0'));
+            const QByteArray data = QByteArray::fromHex(digits.toLatin1());
             appendLittleEndian16(wire, static_cast<quint64>(data.size()));
             wire.append(data);
         }
     }
-    return bytesLastToFirst(wire);
+    return codecText(wire);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <QVector>
 
@@ -13,8 +14,7 @@ class QTableWidget;
 class QWidget;
 
 // The label-and-control grid of a generated form: makes the controls of a command's fields,
-// reads what the user set and shows what the dongle answered. Controls are found again through
-// the grid, each label's text naming its field, so the grid is the form's only state.
+// reads what the user set and shows what the dongle answered.
 class CFormGrid
 {
 public:
@@ -30,8 +30,8 @@ public:
                                 const UplinkFieldMap& fields) const;
     // The first `list` field's table, or null.
     QTableWidget* listTable() const;
-    // The text of every line or text editor, in grid order.
-    void setEditorTexts(const QStringList& texts) const;
+    // Texts for the line and text editors, by field key.
+    void setEditorTexts(const QMap<QString, QString>& texts) const;
 
     // The wire bytes of a list's rows, as hex text the codec writes back in row order.
     static QString listHexText(const QTableWidget* table, const QVector<UiField>& subFields);
@@ -39,13 +39,12 @@ public:
 private:
     struct Pair
     {
-        const UiField* field;
+        UiField field;
         QLayoutItem* control;
     };
-    QVector<Pair> pairs() const;
-    void addControl(const UiField& field, bool writable, int row, int column);
+    QLayoutItem* addControl(const UiField& field, bool writable, int row, int column);
 
     QGridLayout* m_grid;
     int m_fieldsPerRow;
-    QVector<UiField> m_fields;
+    QVector<Pair> m_pairs;
 };

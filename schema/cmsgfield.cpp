@@ -39,9 +39,9 @@ QVector<UiField> subFieldsOf(const QVector<UiField>& fields)
 QString cellText(const UiField& sub, const QVariant& value)
 {
     const QString text = value.toString();
-    if (sub.title == QLatin1String("Attribute Handle") || sub.title == QLatin1String("Offset"))
+    if (sub.key == QLatin1String("attrible_handle") || sub.key == QLatin1String("offset"))
         return QLatin1String("0x") + text;
-    if (sub.title == QLatin1String("Value Length"))
+    if (sub.key == QLatin1String("len"))
         return QString::number(text.toULongLong(nullptr, 16));
     return text;
 }
@@ -118,17 +118,16 @@ void CmsgField::on_subFieldWidgetCellDoubleClicked(int row, int /*column*/)
     QTableWidget* table = subFieldTable();
     if (!table || row < 0 || row >= table->rowCount())
         return;
-    QStringList texts;
-    for (int column = 0; column < table->columnCount(); ++column) {
+    QMap<QString, QString> texts;
+    for (int column = 0; column < m_subFields.size(); ++column) {
         const QTableWidgetItem* item = table->item(row, column);
-        texts.append(item ? item->text() : QString());
+        texts.insert(m_subFields.at(column).key, item ? item->text() : QString());
     }
     m_editedRow = row;
     auto* dialog = new CStandardMsgDlg(QStringLiteral("Edit Attribute"), m_logger, m_name, this);
     dialog->form()->setEditorTexts(texts);
     connect(dialog, &CStandardMsgDlg::sig_standardOKClicked, this, &CmsgField::on_addElemToTableWidget);
     dialog->exec();
-    m_editedRow = -1;
 }
 
 void CmsgField::showEvent(QShowEvent* event)

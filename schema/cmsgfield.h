@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
+#include <QMap>
 #include <QVector>
 #include <QWidget>
 
@@ -38,8 +38,8 @@ public:
     void setFieldValueInGlayout(const UplinkFieldMap& fields) const;
     // The list field's table, or null when the form has none.
     QTableWidget* subFieldTable() const { return m_grid.listTable(); }
-    // The line and text editors' texts, in form order.
-    void setEditorTexts(const QStringList& texts) const { m_grid.setEditorTexts(texts); }
+    // Texts for the line and text editors, by field key.
+    void setEditorTexts(const QMap<QString, QString>& texts) const { m_grid.setEditorTexts(texts); }
 
 signals:
     void sig_containsSubField();

@@ -1,5 +1,7 @@
 #include "cutil.h"
 
+#include <algorithm>
+
 #include <QRandomGenerator>
 #include <QTime>
 
@@ -71,6 +73,12 @@ QByteArray CUtil::fitArray(const QByteArray& bytes, int size)
     if (out.size() < size)
         out.append(QByteArray(size - out.size(), '\0'));
     return out;
+}
+
+QByteArray CUtil::reversed(QByteArray bytes)
+{
+    std::reverse(bytes.begin(), bytes.end());
+    return bytes;
 }
 
 int CUtil::findUiFields(const QVector<UiNameToFields>& vector, const QString& name,

@@ -18,6 +18,8 @@ public:
     static quint16 byteAraryToShort(const QByteArray& bytes, int byteOrder);
     static int cmpArray(const QByteArray& a, const QByteArray& b);
     static QString reverseString(const QString& text, int unit);
+    // The bytes last to first: the wire's little-endian order turned into reading order.
+    static QByteArray reversed(QByteArray bytes);
     static QByteArray fitArray(const QByteArray& bytes, int size);
     static int findUiFields(const QVector<UiNameToFields>& vector, const QString& name,
                             UiNameToFields& fields);

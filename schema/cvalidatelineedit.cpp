@@ -1,12 +1,13 @@
 #include "cvalidatelineedit.h"
 
-#include <algorithm>
 #include <climits>
 #include <cmath>
 
 #include <QIntValidator>
 #include <QRegExp>
 #include <QRegExpValidator>
+
+#include "schema/cutil.h"
 
 namespace {
 
@@ -340,9 +341,7 @@ QString CValidateLineEdit::value()
         return QString::number(count & 0xffff, 16).rightJustified(digits, QLatin1Char('0'));
     }
     if (m_type == QLatin1String("string")) {
-        QByteArray bytes = t.toLocal8Bit();
-        std::reverse(bytes.begin(), bytes.end());
-        return QString::fromLatin1(bytes.toHex());
+        return QString::fromLatin1(CUtil::reversed(t.toLocal8Bit()).toHex());
     }
     if (m_type == QLatin1String("hex"))
         return t.startsWith(QLatin1String("0x")) ? t.mid(2) : t;
@@ -374,9 +373,7 @@ void CValidateLineEdit::setValue(QString hexText)
     } else if (m_type == QLatin1String("string")) {
         // value() writes the last byte first; reading it back undoes that, so that a name
         // stored in the settings shows as it was typed.
-        QByteArray bytes = QByteArray::fromHex(hexText.toLatin1());
-        std::reverse(bytes.begin(), bytes.end());
-        setText(QString::fromLocal8Bit(bytes));
+        setText(QString::fromLocal8Bit(CUtil::reversed(QByteArray::fromHex(hexText.toLatin1()))));
     } else if (m_type == QLatin1String("hex")) {
         // `length` counts the whole text, "0x" included, as the focus-out repair does.
         const int width = m_length == QLatin1String("0") ? 0 : m_length.toInt() - 2;

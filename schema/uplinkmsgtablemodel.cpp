@@ -1,13 +1,12 @@
 #include "uplinkmsgtablemodel.h"
 
-#include <QIcon>
-
 #include "schema/ccfgfileparse.h"
 
 UplinkBitTableModel::UplinkBitTableModel(const QString& title, const QList<UiEnumElem>& elems,
                                          int bitsPerRow, QObject* parent)
     : QAbstractTableModel(parent)
     , m_title(title)
+    , m_statusIcon(QStringLiteral(":/icons/status"))
     , m_bitsPerRow(bitsPerRow)
 {
     m_rows.reserve(elems.size());
@@ -41,7 +40,7 @@ QVariant UplinkBitTableModel::data(const QModelIndex& index, int role) const
     if (role == Qt::DisplayRole && !stateColumn)
         return m_rows.at(bit).caption;
     if (role == Qt::DecorationRole && stateColumn && m_rows.at(bit).state == 1)
-        return QIcon(QStringLiteral(":/icons/status"));
+        return m_statusIcon;
     return QVariant();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QIcon>
 #include <QList>
 #include <QString>
 #include <QVector>
@@ -38,6 +39,7 @@ private:
     };
 
     QString m_title;
+    QIcon m_statusIcon;
     QVector<Row> m_rows;
     int m_bitsPerRow;
 };

@@ -1,8 +1,8 @@
 #include "clineeditsetting.h"
 
-#include <algorithm>
-
 #include <QHBoxLayout>
+
+#include "schema/cutil.h"
 
 namespace {
 
@@ -33,9 +33,7 @@ QString CLineEditSetting::valueForm(const Limits& limits, const QString& text)
     if (type == "addr" || type == "littleEnd")
         return QString(text).remove(':');
     if (type == "string") {
-        QByteArray bytes = text.toLocal8Bit();
-        std::reverse(bytes.begin(), bytes.end());
-        return QString::fromLatin1(bytes.toHex());
+        return QString::fromLatin1(CUtil::reversed(text.toLocal8Bit()).toHex());
     }
     if (type == "double" || type == "int16double") {
         const qint64 count = CValidateLineEdit::stepCount(text.toDouble() / limits.singleStep.toDouble());

@@ -1,5 +1,6 @@
 #include <QCheckBox>
 #include <QComboBox>
+#include <QGridLayout>
 #include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -20,10 +21,10 @@
 namespace {
 
 // The bytes the codec writes for one map entry.
-QByteArray wireBytes(const FieldValueMap& values, const QString& key)
+QByteArray wireBytes(const FieldValueMap& values, const QString& key, quint32 length = 0)
 {
     QByteArray body;
-    CCommand::appendFieldValue(nullptr, values, CmdField{key, 0, 0, QString()}, body);
+    CCommand::appendFieldValue(nullptr, values, CmdField{key, 0, length, QString()}, body);
     return body;
 }
 
@@ -43,7 +44,7 @@ class TstCmsgField : public QObject
     CaptureLogger* m_log = new CaptureLogger; // owned by m_logger
 
     // Fills the next "Add Attribute" or "Edit Attribute" dialog and presses `button`.
-    void answerDialog(const QStringList& texts, const char* button, QString* title = nullptr)
+    void answerDialog(const QMap<QString, QString>& texts, const char* button, QString* title = nullptr)
     {
         whenModal([=](QWidget* modal) {
             auto* dialog = qobject_cast<CStandardMsgDlg*>(modal);
@@ -55,9 +56,13 @@ class TstCmsgField : public QObject
         });
     }
 
-    // The owner's add button: arms the form, then runs the dialog.
-    void addRow(CmsgField& form, const QStringList& texts, const char* button = "pushButtonOK")
+    // The owner's add button: arms the form, then runs the dialog with a text per column.
+    void addRow(CmsgField& form, const QStringList& columns, const char* button = "pushButtonOK")
     {
+        QMap<QString, QString> texts;
+        const QVector<UiField> subFields = CmsgField::listSubFields(&m_logger, form.name());
+        for (int i = 0; i < columns.size(); ++i)
+            texts.insert(subFields.at(i).key, columns.at(i));
         auto* dialog = new CStandardMsgDlg(QStringLiteral("Add Attribute"), &m_logger, form.name(), &form);
         connect(dialog, &CStandardMsgDlg::sig_standardOKClicked, &form, &CmsgField::on_addElemToTableWidget);
         form.on_btnAddSubFieldClicked();
@@ -94,6 +99,18 @@ private slots:
         form.readFormValues(values);
         QCOMPARE(values.value("trans_phys"), QVariant::fromValue(7u));
         QCOMPARE(values.value("receive_phys"), QVariant::fromValue(1u));
+
+        // Line edits come before combo boxes, whatever the file's order.
+        CmsgField big(&m_logger, "Master BIG Parameter Get");
+        auto* grid = qobject_cast<QGridLayout*>(big.layout());
+        QVERIFY(qobject_cast<QComboBox*>(grid->itemAtPosition(3, 1)->widget()));
+
+        // Data is typed in wire order.
+        CmsgField write(&m_logger, "Write Characteristic Value");
+        controls<CValidateTextEdit>(write).value(0)->setPlainText("01:02:03");
+        values.clear();
+        write.readFormValues(values);
+        QCOMPARE(wireBytes(values, "value"), QByteArray::fromHex("010203"));
     }
 
     void enumMaskDefault_data()
@@ -174,53 +191,57 @@ private slots:
         QCOMPARE(model->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Enable"));
         features.setFieldValueInGlayout({{"features", QByteArray::fromHex("0500000000000000")}});
         QVERIFY(model->state(0) && !model->state(1) && model->state(2));
-        QVERIFY(!model->data(model->index(0, 1), Qt::DecorationRole).isNull());
+        QVERIFY(!model->data(model->index(0, 1), Qt::DecorationRole).value<QIcon>().pixmap(16).isNull());
         QCOMPARE(model->data(model->index(2, 0)).toString(), QStringLiteral("LE Ping"));
         features.resize(900, 320);
+
+        CmsgField phy(&m_logger, "Get Connection PHY");
+        const QList<QTableView*> halves = controls<QTableView>(phy);
+        QCOMPARE(halves.size(), 2);
+        QCOMPARE(halves.at(0)->model()->columnCount(), 2);
+        QCOMPARE(halves.at(0)->model()->rowCount(), 3);
         QVERIFY(features.grab().save(SCREENSHOT_DIR "cmsgfield-features.png"));
     }
 
     void listRows_data()
     {
         QTest::addColumn<QString>("command");
-        QTest::addColumn<QStringList>("typed");
         QTest::addColumn<QStringList>("cells");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QByteArray>("wire");
         QTest::newRow("reliable write") << "Reliable Characteristic Value Writes"
-                                        << QStringList{"0x0001", "0x0002", "AA:BB"}
                                         << QStringList{"0x0001", "0x0002", "AA:BB"} << "attrible_handle_list"
                                         << QByteArray::fromHex("0100020002 00aabb");
         QTest::newRow("read multiple") << "Read Multiple Characteristic Values" << QStringList{"0x0103", "300"}
-                                       << QStringList{"0x0103", "300"} << "attrible_handle_info"
+                                       << "attrible_handle_info"
                                        << QByteArray::fromHex("03012c01");
     }
     void listRows()
     {
         QFETCH(QString, command);
-        QFETCH(QStringList, typed);
+        QFETCH(QStringList, cells);
         QFETCH(QByteArray, wire);
         CmsgField form(&m_logger, command);
         QSignalSpy contains(&form, &CmsgField::sig_containsSubField);
         form.show();
         QCOMPARE(contains.count(), 1);
 
-        addRow(form, typed);
-        addRow(form, typed, "pushButtonCancel");
+        addRow(form, cells);
+        addRow(form, cells, "pushButtonCancel");
         QTableWidget* table = form.subFieldTable();
         QCOMPARE(table->rowCount(), 1);
-        QStringList cells;
+        QStringList shown;
         for (int column = 0; column < table->columnCount(); ++column)
-            cells.append(table->item(0, column)->text());
-        QTEST(cells, "cells");
+            shown.append(table->item(0, column)->text());
+        QCOMPARE(shown, cells);
 
-        addRow(form, typed);
+        addRow(form, cells);
         form.resize(500, 260);
         QVERIFY(form.grab().save(SCREENSHOT_DIR "cmsgfield-" + QByteArray(QTest::currentDataTag()).replace(' ', '-')
                                  + ".png"));
         FieldValueMap values;
         form.readFormValues(values);
-        QCOMPARE(values.value("handle_count").toInt(), 2);
+        QCOMPARE(wireBytes(values, "handle_count", 2), QByteArray::fromHex("0200"));
         QFETCH(QString, key);
         QCOMPARE(wireBytes(values, key), wire + wire);
     }
@@ -233,7 +254,7 @@ private slots:
         QTableWidget* table = form.subFieldTable();
 
         QString title;
-        answerDialog({"0x0009"}, "pushButtonOK", &title);
+        answerDialog({{"attrible_handle", "0x0009"}}, "pushButtonOK", &title);
         emit table->cellDoubleClicked(0, 2);
         QCOMPARE(title, QStringLiteral("Edit Attribute"));
         QCOMPARE(table->rowCount(), 2);
