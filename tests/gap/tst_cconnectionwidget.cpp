@@ -14,9 +14,14 @@
 
 namespace {
 
+QByteArray le16(int value)
+{
+    return QByteArray(1, char(value & 0xff)) + char(value >> 8);
+}
+
 QByteArray frame(quint8 opcode, const QByteArray& body)
 {
-    return QByteArray::fromHex("dd01") + char(opcode) + char(body.size() & 0xff) + char(body.size() >> 8) + body;
+    return QByteArray::fromHex("dd01") + char(opcode) + le16(body.size()) + body;
 }
 
 // A DD@01@02 report of peer C6:5A:10:00:00:<peer>: tx 0x7f, rssi -60, PHYs 1M/1M, sid 0xff,
@@ -25,22 +30,21 @@ QByteArray report(quint8 cls, quint8 advType, const char* adHex, quint16 period 
                   quint8 addrType = 1, quint8 peer = 1)
 {
     const QByteArray ad = QByteArray::fromHex(adHex);
-    QByteArray body(1, char(peer));
-    body += QByteArray::fromHex("0000105ac6") + char(addrType) + QByteArray::fromHex("7fc4") + char(advType);
-    body += char(cls) + QByteArray::fromHex("0101ff") + char(period & 0xff) + char(period >> 8);
-    body += QByteArray::fromHex("ff") + char(ad.size() & 0xff) + char(ad.size() >> 8);
-    return frame(0x02, body + ad);
+    return frame(0x02, char(peer) + QByteArray::fromHex("0000105ac6") + char(addrType) + QByteArray::fromHex("7fc4")
+                           + char(advType) + char(cls) + QByteArray::fromHex("0101ff") + le16(period) + '\xff'
+                           + le16(ad.size()) + ad);
 }
 
 const char* const kTarvine = "080954617276696e65"; // Complete Local Name "Tarvine"
 const QString kTarvineHex = "08:09:54:61:72:76:69:6e:65";
 
-// Column 0 and 1 of every item, indented by depth, so a tree compares as one list.
-void dump(QTreeWidgetItem* item, int depth, QStringList& out)
+// Column 0 and 1 of every item below the given one, indented by depth, so a tree compares as one list.
+QStringList dump(QTreeWidgetItem* item, const QString& indent = "")
 {
-    out << QString(depth, ' ') + item->text(0) + '|' + item->text(1);
+    QStringList out;
     for (int i = 0; i < item->childCount(); ++i)
-        dump(item->child(i), depth + 1, out);
+        out << indent + item->child(i)->text(0) + '|' + item->child(i)->text(1) << dump(item->child(i), indent + ' ');
+    return out;
 }
 
 } // namespace
@@ -49,20 +53,14 @@ class TestCConnectionWidget : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void init();
-    void cleanup();
-    void reportToRow_data();
-    void reportToRow();
-    void reportKeepsConnectionOfConnectedRow();
-    void advertisingTree_data();
-    void advertisingTree();
-    void searchWalksCellsWithoutWrapping();
-
-private:
     QString cell(int row, int column) const { return m_page->model()->index(row, column).data().toString(); }
     bool connectedIcon() const { return !m_page->model()->index(0, 8).data(Qt::DecorationRole).value<QIcon>().isNull(); }
-    void press(int row);
+    void press(int row)
+    {
+        auto* table = m_page->findChild<QTableView*>("tableView_devices");
+        table->setCurrentIndex(m_page->model()->index(row, 0));
+        emit table->pressed(table->currentIndex());
+    }
 
     LogManager* m_logger = nullptr;
     CaptureLogger* m_log = nullptr;
@@ -70,193 +68,176 @@ private:
     FieldValueMap m_config;
     QString m_name = "dongle0";
     CConnectionWidget* m_page = nullptr;
+
+private slots:
+    void init()
+    {
+        m_logger = new LogManager("ConnectionWidgetTest");
+        m_log = new CaptureLogger;
+        m_logger->addLogger(m_log);
+        m_msg = new CMsg(m_logger); // never opened: every send fails and is only logged
+        m_page = new CConnectionWidget(m_msg, m_logger, &m_config, &m_name);
+        m_log->clear();
+    }
+
+    void cleanup()
+    {
+        delete m_page;
+        delete m_msg;
+        delete m_logger;
+    }
+
+    // cells: Device, Advertisement Type, Secondary PHY, then the pressed row's raw advertising and scan response.
+    void reportToRow_data()
+    {
+        QTest::addColumn<QByteArrayList>("frames");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QStringList>("cells");
+        QTest::addColumn<bool>("error");
+        const auto row = [](const char* name, const QByteArrayList& frames, const QStringList& cells, int rows = 1,
+                            bool error = false) { QTest::newRow(name) << frames << rows << cells << error; };
+        const QString complete = "Report Is Complete | Connectable";
+        const QByteArray flags = report(1, 0x03, "020106");
+        // A legacy, complete and connectable row without a scan response; an extended one of a nameless peer.
+        const auto legacy = [&](const QString& device, const QString& adv) { return QStringList{device, complete, "N/A", adv, ""}; };
+        const auto extended = [](const QString& type) { return QStringList{"Peer Device", type, "1M", "02:01:06", ""}; };
+
+        // The first row, of the other address type, is a legacy report without a name.
+        row("same address, other type, two rows", {report(1, 0x03, "020106", 0, 0), flags}, legacy("Peer Device", "02:01:06"), 2);
+        row("complete name between shortened ones wins", {report(1, 0x03, "050854617276080954617276696e65050854617276")},
+            legacy("Tarvine", "05:08:54:61:72:76:" + kTarvineHex + ":05:08:54:61:72:76"));
+        row("zero length structures skipped, the first of two shortened names stands",
+            {report(1, 0x03, "0002010600050854717276000308414a0000")},
+            legacy("Tqrv", "00:02:01:06:00:05:08:54:71:72:76:00:03:08:41:4a:00:00"));
+        row("a name renames a peer device row, a report without one keeps it", {flags, report(1, 0x03, kTarvine), flags},
+            legacy("Tarvine", "02:01:06"));
+        row("overrun structure keeps the earlier name", {report(1, 0x03, "080954617276696e6505ff0102")},
+            legacy("Tarvine", kTarvineHex + ":05:ff:01:02"), 1, true);
+
+        const QByteArray rsp = report(3, 0x05, kTarvine);
+        row("scan response before any report", {rsp}, {"Tarvine", "Report Is Complete | Scannable", "N/A", "", kTarvineHex});
+        row("a later report and scan response keep the report's type", {rsp, flags, report(3, 0x07, "03ff3412")},
+            {"Tarvine", complete, "N/A", "02:01:06", "03:ff:34:12"});
+
+        // The period is only looked at as zero or not: 0x0100 and 0x0001 both count.
+        const QByteArray periodic02 = report(0, 0x02, "020106", 0x0001);
+        row("periodic report makes no row", {report(4, 0x00, "020106", 0x0100)}, {}, 0);
+        row("syncable 0x13 carries into 0x23", {report(0, 0x13, "020106", 0x0100)}, extended(complete));
+        row("known row adds to the report's type, not its own", {periodic02, periodic02}, extended("Connectable | Syncable"));
+        row("no period, type as sent", {report(0, 0x13, "020106")}, extended(complete + " | Syncable"));
+    }
+
+    void reportToRow()
+    {
+        QFETCH(QByteArrayList, frames);
+        QFETCH(int, rows);
+        QFETCH(QStringList, cells);
+        QFETCH(bool, error);
+        for (const QByteArray& f : frames)
+            m_page->onRcvMsg(f);
+        QCOMPARE(!m_log->texts().filter("FUNCTION:CConnectionWidget::startScanProc Internal error.").isEmpty(), error);
+        QCOMPARE(m_page->model()->rowCount(), rows);
+        if (rows == 0)
+            return;
+        press(0);
+        QCOMPARE(QStringList({cell(0, 0), cell(0, 4), cell(0, 6),
+                              m_page->findChild<QTextBrowser*>("rawData_advertising")->toPlainText(),
+                              m_page->findChild<QTextBrowser*>("rawData_scanRsp")->toPlainText()}), cells);
+    }
+
+    // connected and condix come only from the connect flow; a report must not wipe them.
+    void reportKeepsConnectionOfConnectedRow()
+    {
+        qRegisterMetaType<uint8_t>("uint8_t");
+        qRegisterMetaType<CLayerWidget*>();
+        QSignalSpy success(m_page, &CConnectionWidget::connectSuccess);
+        QSignalSpy gone(m_page, &CConnectionWidget::disConnectRequest);
+        m_page->onRcvMsg(report(1, 0x03, kTarvine));
+        press(0);
+        m_page->on_buttonConnect_clicked();
+        // DD@01@06: status 0, connected, condix 5, 24/0/500, accuracy 0, addr type 1, addr, role master
+        m_page->onRcvMsg(frame(0x06, QByteArray::fromHex("000105" "1800" "0000" "f401" "00" "01" "010000105ac6" "00")));
+        QCOMPARE(success.count(), 1);
+        QScopedPointer<CLayerWidget> layer(success.at(0).at(2).value<CLayerWidget*>());
+        QCOMPARE(layer->condix(), uint8_t(5));
+        QVERIFY(connectedIcon());
+
+        m_page->onRcvMsg(report(1, 0x03, "020106"));
+        QVERIFY(connectedIcon());
+
+        m_page->onRcvMsg(frame(0x08, QByteArray::fromHex("001305"))); // disconnect of condix 5
+        QCOMPARE(gone.value(0).value(0).value<uint8_t>(), uint8_t(5));
+        QVERIFY(!connectedIcon());
+    }
+
+    // end: "expanded" when the whole payload was shown, "cut" when it stopped silently, else "complaint".
+    void advertisingTree_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QStringList>("items");
+        QTest::addColumn<QString>("end");
+
+        const QStringList nameA{"Data 0:<<Shortened Local Name>>|", " Lenth of this data|0x02", " <<Shortened Local Name>>|0x08", "  A|0x41"};
+        const QString both = "   Simultaneous LE and BR/EDR to Same Device Capable ";
+        QTest::newRow("flags 0x06") << QByteArray::fromHex("020106")
+            << QStringList{"Data 0:<<Flags>>|", " Lenth of this data|0x02", " <<Flags>>|0x01", "  Flag Data:0x06|0x06",
+                           "   LE Limited Discoverable Mode|OFF", "   LE General Discoverable Mode|ON", "   BR/EDR Not Supported|ON",
+                           both + "(Controller)|OFF", both + "(Host)|OFF", "   Reserved|OFF", "   Reserved|OFF", "   Reserved|OFF"}
+            << "expanded";
+        QTest::newRow("name as characters, then other types") << QByteArray::fromHex("0409546172031934120213ab")
+            << QStringList{"Data 0:<<Complete Local Name>>|", " Lenth of this data|0x04", " <<Complete Local Name>>|0x09", "  T|0x54",
+                           "  a|0x61", "  r|0x72", "Data 1:<<Appearance>>|", " Lenth of this data|0x03", " <<Appearance>>|0x19",
+                           "  |0x34", "  |0x12", "Data 2:|", " Lenth of this data|0x02", " |0x13", "  |0xab"} << "expanded";
+        QTest::newRow("flags of length 3 end the tree silently") << QByteArray::fromHex("030106000409546172")
+            << QStringList{"Data 0:<<Flags>>|", " Lenth of this data|0x03", " <<Flags>>|0x01"} << "cut";
+        QTest::newRow("empty payload") << QByteArray() << QStringList() << "cut";
+        QTest::newRow("zero length ends the tree") << QByteArray::fromHex("02084100020106") << nameA << "complaint";
+        QTest::newRow("overrun ends the tree") << QByteArray::fromHex("0208410409") << nameA << "complaint";
+    }
+
+    void advertisingTree()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(QStringList, items);
+        QFETCH(QString, end);
+        QTreeWidget tree;
+        new QTreeWidgetItem(&tree, {"left over"});
+        m_page->showAdvertisingTree(&tree, data);
+        if (!items.isEmpty())
+            QCOMPARE(tree.topLevelItem(0)->isExpanded(), end == "expanded");
+        QCOMPARE(dump(tree.invisibleRootItem()), items);
+        const decltype(m_log->lines) complaint{{1, "The format of advertisng data is wrong."}};
+        QCOMPARE(m_log->lines, end == "complaint" ? complaint : decltype(complaint)());
+    }
+
+    void searchWalksCellsWithoutWrapping()
+    {
+        // Alpha, Beta, Alpaca, Gamma: no other cell of these rows holds "alp".
+        const QByteArrayList ads{"0609416c706861", "050942657461", "0709416c70616361", "060947616d6d61"};
+        for (int i = 0; i < ads.size(); ++i)
+            m_page->onRcvMsg(report(1, 0x03, ads.at(i).constData(), 0, 1, quint8(i + 1)));
+
+        QTest::mouseClick(m_page->findChild<QToolButton*>("buttonSearch"), Qt::LeftButton);
+        SearchBox* box = m_page->findChild<SearchBox*>();
+        QVERIFY(box && box->isVisible());
+        auto* text = box->findChild<QLineEdit*>("lineEdit");
+        DevicesTableModel* model = m_page->model();
+        const auto walk = [&](const char* button) {
+            QTest::mouseClick(box->findChild<QPushButton*>(button), Qt::LeftButton);
+            return model->highlightIndex();
+        };
+        text->setText("ALP");
+        QCOMPARE(walk("buttonNext"), model->index(0, 0));
+        QCOMPARE(walk("buttonNext"), model->index(2, 0));
+        QCOMPARE(walk("buttonNext"), model->index(2, 0)); // no wrap: the last hit stays
+        QCOMPARE(walk("buttonPrevious"), model->index(0, 0));
+        text->setText("alpa"); // a new text forgets the hit
+        QVERIFY(!walk("buttonPrevious").isValid());
+        QCOMPARE(walk("buttonNext"), model->index(2, 0));
+        press(1); // pressing a row clears the hit
+        QVERIFY(!model->highlightIndex().isValid());
+    }
 };
-
-void TestCConnectionWidget::init()
-{
-    m_logger = new LogManager("ConnectionWidgetTest");
-    m_log = new CaptureLogger;
-    m_logger->addLogger(m_log);
-    m_msg = new CMsg(m_logger); // never opened: every send fails and is only logged
-    m_page = new CConnectionWidget(m_msg, m_logger, &m_config, &m_name);
-    m_log->clear();
-}
-
-void TestCConnectionWidget::cleanup()
-{
-    delete m_page;
-    delete m_msg;
-    delete m_logger;
-}
-
-void TestCConnectionWidget::press(int row)
-{
-    auto* table = m_page->findChild<QTableView*>("tableView_devices");
-    table->setCurrentIndex(m_page->model()->index(row, 0));
-    emit table->pressed(table->currentIndex());
-}
-
-// cells: Device, Advertisement Type, Secondary PHY, then the pressed row's raw advertising and scan response.
-void TestCConnectionWidget::reportToRow_data()
-{
-    QTest::addColumn<QByteArrayList>("frames");
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<QStringList>("cells");
-    QTest::addColumn<bool>("error");
-    const auto row = [](const char* name, const QByteArrayList& frames, const QStringList& cells, int rows = 1,
-                        bool error = false) { QTest::newRow(name) << frames << rows << cells << error; };
-    const QString complete = "Report Is Complete | Connectable";
-    const QByteArray flags = report(1, 0x03, "020106");
-    // A legacy, complete and connectable row without a scan response; an extended one of a nameless peer.
-    const auto legacy = [&](const QString& device, const QString& adv) { return QStringList{device, complete, "N/A", adv, ""}; };
-    const auto extended = [](const QString& type) { return QStringList{"Peer Device", type, "1M", "02:01:06", ""}; };
-
-    row("legacy report without a name", {flags}, legacy("Peer Device", "02:01:06"));
-    row("shortened then complete name", {report(1, 0x03, "050854617276080954617276696e65")},
-        legacy("Tarvine", "05:08:54:61:72:76:" + kTarvineHex));
-    row("complete then shortened name", {report(1, 0x03, "080954617276696e65050854617276")},
-        legacy("Tarvine", kTarvineHex + ":05:08:54:61:72:76"));
-    row("two shortened names, the first stands", {report(1, 0x03, "0508547172760308414a")},
-        legacy("Tqrv", "05:08:54:71:72:76:03:08:41:4a"));
-    row("a name renames a peer device row", {flags, report(1, 0x03, kTarvine)}, legacy("Tarvine", kTarvineHex));
-    row("a report without a name keeps the name", {report(1, 0x03, "050854617276"), flags}, legacy("Tarv", "02:01:06"));
-    row("same address, other type, two rows", {report(1, 0x03, "020106", 0, 0), flags}, legacy("Peer Device", "02:01:06"), 2);
-
-    const QByteArray rsp = report(3, 0x05, kTarvine);
-    row("scan response before any report", {rsp}, {"Tarvine", "Report Is Complete | Scannable", "N/A", "", kTarvineHex});
-    row("a later report and scan response keep the report's type", {rsp, flags, report(3, 0x07, "03ff3412")},
-        {"Tarvine", complete, "N/A", "02:01:06", "03:ff:34:12"});
-
-    const QByteArray periodic02 = report(0, 0x02, "020106", 0x0001);
-    row("periodic report makes no row", {report(4, 0x00, "020106", 0x0100)}, {}, 0);
-    row("syncable 0x13 carries into 0x23", {report(0, 0x13, "020106", 0x0100)}, extended(complete));
-    row("0x02 with a period becomes syncable", {periodic02}, extended("Connectable | Syncable"));
-    row("known row adds to the report's type, not its own", {periodic02, periodic02}, extended("Connectable | Syncable"));
-    row("no period, type as sent", {report(0, 0x13, "020106")}, extended(complete + " | Syncable"));
-
-    row("overrun structure keeps the earlier name", {report(1, 0x03, "080954617276696e6505ff0102")},
-        legacy("Tarvine", kTarvineHex + ":05:ff:01:02"), 1, true);
-    row("zero length structure is skipped", {report(1, 0x03, "00020106000508547172760000")},
-        legacy("Tqrv", "00:02:01:06:00:05:08:54:71:72:76:00:00"));
-}
-
-void TestCConnectionWidget::reportToRow()
-{
-    QFETCH(QByteArrayList, frames);
-    QFETCH(int, rows);
-    QFETCH(QStringList, cells);
-    QFETCH(bool, error);
-    for (const QByteArray& f : frames)
-        m_page->onRcvMsg(f);
-    QCOMPARE(!m_log->texts().filter("FUNCTION:CConnectionWidget::startScanProc Internal error.").isEmpty(), error);
-    QCOMPARE(m_page->model()->rowCount(), rows);
-    if (rows == 0)
-        return;
-    press(0);
-    QCOMPARE(QStringList({cell(0, 0), cell(0, 4), cell(0, 6),
-                          m_page->findChild<QTextBrowser*>("rawData_advertising")->toPlainText(),
-                          m_page->findChild<QTextBrowser*>("rawData_scanRsp")->toPlainText()}), cells);
-}
-
-// connected and condix come only from the connect flow; a report must not wipe them.
-void TestCConnectionWidget::reportKeepsConnectionOfConnectedRow()
-{
-    qRegisterMetaType<uint8_t>("uint8_t");
-    qRegisterMetaType<CLayerWidget*>();
-    QSignalSpy success(m_page, &CConnectionWidget::connectSuccess);
-    QSignalSpy gone(m_page, &CConnectionWidget::disConnectRequest);
-    m_page->onRcvMsg(report(1, 0x03, kTarvine));
-    press(0);
-    m_page->on_buttonConnect_clicked();
-    // DD@01@06: status 0, connected, condix 5, 24/0/500, accuracy 0, addr type 1, addr, role master
-    m_page->onRcvMsg(frame(0x06, QByteArray::fromHex("000105" "1800" "0000" "f401" "00" "01" "010000105ac6" "00")));
-    QCOMPARE(success.count(), 1);
-    QScopedPointer<CLayerWidget> layer(success.at(0).at(2).value<CLayerWidget*>());
-    QCOMPARE(layer->condix(), uint8_t(5));
-    QVERIFY(connectedIcon());
-
-    m_page->onRcvMsg(report(1, 0x03, "020106"));
-    QVERIFY(connectedIcon());
-
-    m_page->onRcvMsg(frame(0x08, QByteArray::fromHex("001305"))); // disconnect of condix 5
-    QCOMPARE(gone.value(0).value(0).value<uint8_t>(), uint8_t(5));
-    QVERIFY(!connectedIcon());
-}
-
-void TestCConnectionWidget::advertisingTree_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QStringList>("items");
-    QTest::addColumn<bool>("expanded");
-    QTest::addColumn<bool>("complaint");
-
-    const QStringList nameA{"Data 0:<<Shortened Local Name>>|", " Lenth of this data|0x02", " <<Shortened Local Name>>|0x08", "  A|0x41"};
-    const QString both = "   Simultaneous LE and BR/EDR to Same Device Capable ";
-    QTest::newRow("flags 0x06") << QByteArray::fromHex("020106")
-        << QStringList{"Data 0:<<Flags>>|", " Lenth of this data|0x02", " <<Flags>>|0x01", "  Flag Data:0x06|0x06",
-                       "   LE Limited Discoverable Mode|OFF", "   LE General Discoverable Mode|ON", "   BR/EDR Not Supported|ON",
-                       both + "(Controller)|OFF", both + "(Host)|OFF", "   Reserved|OFF", "   Reserved|OFF", "   Reserved|OFF"}
-        << true << false;
-    QTest::newRow("name as characters, then other types") << QByteArray::fromHex("0409546172031934120213ab")
-        << QStringList{"Data 0:<<Complete Local Name>>|", " Lenth of this data|0x04", " <<Complete Local Name>>|0x09", "  T|0x54",
-                       "  a|0x61", "  r|0x72", "Data 1:<<Appearance>>|", " Lenth of this data|0x03", " <<Appearance>>|0x19",
-                       "  |0x34", "  |0x12", "Data 2:|", " Lenth of this data|0x02", " |0x13", "  |0xab"} << true << false;
-    QTest::newRow("flags of length 3 end the tree silently") << QByteArray::fromHex("030106000409546172")
-        << QStringList{"Data 0:<<Flags>>|", " Lenth of this data|0x03", " <<Flags>>|0x01"} << false << false;
-    QTest::newRow("empty payload") << QByteArray() << QStringList() << false << false;
-    QTest::newRow("zero length ends the tree") << QByteArray::fromHex("02084100020106") << nameA << false << true;
-    QTest::newRow("overrun ends the tree") << QByteArray::fromHex("0208410409") << nameA << false << true;
-}
-
-void TestCConnectionWidget::advertisingTree()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(QStringList, items);
-    QFETCH(bool, expanded);
-    QFETCH(bool, complaint);
-    QTreeWidget tree;
-    new QTreeWidgetItem(&tree, {"left over"});
-    m_page->showAdvertisingTree(&tree, data);
-    QStringList got;
-    for (int i = 0; i < tree.topLevelItemCount(); ++i)
-        dump(tree.topLevelItem(i), 0, got);
-    QCOMPARE(got, items);
-    if (!items.isEmpty())
-        QCOMPARE(tree.topLevelItem(0)->isExpanded(), expanded);
-    QCOMPARE(m_log->texts(), complaint ? QStringList{"The format of advertisng data is wrong."} : QStringList());
-    QCOMPARE(m_log->contains("The format of advertisng data is wrong.", 1), complaint);
-}
-
-void TestCConnectionWidget::searchWalksCellsWithoutWrapping()
-{
-    // Alpha, Beta, Alpaca, Gamma: no other cell of these rows holds "alp".
-    const QByteArrayList ads{"0609416c706861", "050942657461", "0709416c70616361", "060947616d6d61"};
-    for (int i = 0; i < ads.size(); ++i)
-        m_page->onRcvMsg(report(1, 0x03, ads.at(i).constData(), 0, 1, quint8(i + 1)));
-
-    QTest::mouseClick(m_page->findChild<QToolButton*>("buttonSearch"), Qt::LeftButton);
-    SearchBox* box = m_page->findChild<SearchBox*>();
-    QVERIFY(box && box->isVisible());
-    auto* text = box->findChild<QLineEdit*>("lineEdit");
-    QPushButton* next = box->findChild<QPushButton*>("buttonNext");
-    QPushButton* previous = box->findChild<QPushButton*>("buttonPrevious");
-    DevicesTableModel* model = m_page->model();
-    const auto walk = [&](QPushButton* button) {
-        QTest::mouseClick(button, Qt::LeftButton);
-        return model->highlightIndex();
-    };
-    text->setText("ALP");
-    QCOMPARE(walk(next), model->index(0, 0));
-    QCOMPARE(model->data(model->highlightIndex(), Qt::BackgroundRole).value<QColor>(), QColor(0, 255, 0));
-    QCOMPARE(walk(next), model->index(2, 0));
-    QCOMPARE(walk(next), model->index(2, 0)); // no wrap: the last hit stays
-    QCOMPARE(walk(previous), model->index(0, 0));
-    text->setText("alpa"); // a new text forgets the hit
-    QVERIFY(!walk(previous).isValid());
-    QCOMPARE(walk(next), model->index(2, 0));
-    press(1); // pressing a row clears the hit
-    QVERIFY(!model->highlightIndex().isValid());
-}
 
 QTEST_MAIN(TestCConnectionWidget)
 #include "tst_cconnectionwidget.moc"
