@@ -1,9 +1,7 @@
 #include "cinputdialog.h"
 
 #include <QCursor>
-#include <QHBoxLayout>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 #include "schema/cvalidatortextedit.h"
 
@@ -14,21 +12,8 @@ CInputDialog::CInputDialog(const QString& title, const QString& text, QWidget* p
     , m_pushButtonCancel(new QPushButton(QStringLiteral("Cancel"), contentFrame()))
 {
     m_textEdit->setObjectName(QStringLiteral("textEdit"));
-    m_pushButtonOK->setObjectName(QStringLiteral("pushButtonOK"));
-    m_pushButtonCancel->setObjectName(QStringLiteral("pushButtonCancel"));
     m_textEdit->setPlainText(text);
-    m_pushButtonOK->setDefault(true);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_pushButtonOK);
-    buttons->addWidget(m_pushButtonCancel);
-
-    auto* layout = new QVBoxLayout(contentFrame());
-    layout->setContentsMargins(12, 12, 12, 12);
-    layout->addWidget(m_textEdit, 1);
-    layout->addLayout(buttons);
-
+    layOutWithOkCancel(m_textEdit, m_pushButtonOK, m_pushButtonCancel);
     setMinimumSize(400, 200);
     move(QCursor::pos());
 

@@ -1,8 +1,6 @@
 #include "cstandardmsgdlg.h"
 
-#include <QHBoxLayout>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 #include "schema/cmsgfield.h"
 
@@ -15,19 +13,7 @@ CStandardMsgDlg::CStandardMsgDlg(const QString& title, LogManager* logger,
     , m_pushButtonCancel(new QPushButton(QStringLiteral("Cancel"), contentFrame()))
 {
     setAttribute(Qt::WA_DeleteOnClose);
-    m_pushButtonOK->setObjectName(QStringLiteral("pushButtonOK"));
-    m_pushButtonCancel->setObjectName(QStringLiteral("pushButtonCancel"));
-    m_pushButtonOK->setDefault(true);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_pushButtonOK);
-    buttons->addWidget(m_pushButtonCancel);
-
-    auto* layout = new QVBoxLayout(contentFrame());
-    layout->setContentsMargins(12, 12, 12, 12);
-    layout->addWidget(m_form, 1);
-    layout->addLayout(buttons);
+    layOutWithOkCancel(m_form, m_pushButtonOK, m_pushButtonCancel);
     resize(271, 300);
 
     // The buttons are made after the base form wired its slots by name, so they are wired here.

@@ -1,7 +1,10 @@
 #include "cflatdialog.h"
 
 #include <QGraphicsDropShadowEffect>
+#include <QHBoxLayout>
 #include <QMouseEvent>
+#include <QPushButton>
+#include <QVBoxLayout>
 
 CFlatDialog::CFlatDialog(QString title, QWidget* parent, int x, int y, int fixed)
     : QDialog(parent)
@@ -28,6 +31,23 @@ CFlatDialog::CFlatDialog(QString title, QWidget* parent, int x, int y, int fixed
 }
 
 CFlatDialog::~CFlatDialog() = default;
+
+void CFlatDialog::layOutWithOkCancel(QWidget* body, QPushButton* ok, QPushButton* cancel)
+{
+    ok->setObjectName(QStringLiteral("pushButtonOK"));
+    cancel->setObjectName(QStringLiteral("pushButtonCancel"));
+    ok->setDefault(true);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(ok);
+    buttons->addWidget(cancel);
+
+    auto* layout = new QVBoxLayout(m_content);
+    layout->setContentsMargins(12, 12, 12, 12);
+    layout->addWidget(body, 1);
+    layout->addLayout(buttons);
+}
 
 void CFlatDialog::on_closeClicked()
 {

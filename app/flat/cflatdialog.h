@@ -7,6 +7,7 @@
 
 class QFrame;
 class QMouseEvent;
+class QPushButton;
 
 // Frameless dialog with a drawn title bar and a soft shadow: the base of every window but the
 // main one. Subclasses put their layout into contentFrame().
@@ -26,6 +27,10 @@ public:
     virtual void on_closeClicked();
 
 protected:
+    // Lays `body` over a right-aligned row of OK (the default) and Cancel, and names the two
+    // buttons pushButtonOK and pushButtonCancel.
+    void layOutWithOkCancel(QWidget* body, QPushButton* ok, QPushButton* cancel);
+
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
 
