@@ -91,6 +91,51 @@ void appendLittleEndian16(QByteArray& out, quint64 value)
     out.append(CUtil::valueToArray(0, value, 2));
 }
 
+// Read-only tables first, then line edits, combo boxes and check boxes; lists last.
+QVector<UiField> regroup(const QVector<UiField>& fields)
+{
+    QVector<UiField> sorted(fields);
+    std::stable_sort(sorted.begin(), sorted.end(), [](const UiField& a, const UiField& b) {
+        return regroupRank(a.type) < regroupRank(b.type);
+    });
+    return sorted;
+}
+
+// The wire bytes of a list's rows, as hex text the codec writes back in row order.
+QString listHexText(const QTableWidget* table, const QVector<UiField>& subFields)
+{
+    auto columnOf = [&subFields](const char* key) {
+        for (int i = 0; i < subFields.size(); ++i) {
+            if (subFields.at(i).key == QLatin1String(key))
+                return i;
+        }
+        return -1;
+    };
+    const int handle = columnOf("attrible_handle");
+    const int offset = columnOf("offset");
+    const int length = columnOf("len");
+    const int value = columnOf("value");
+
+    QByteArray wire;
+    for (int row = 0; row < table->rowCount(); ++row) {
+        auto cell = [table, row](int column) {
+            const QTableWidgetItem* item = column < 0 ? nullptr : table->item(row, column);
+            return item ? item->text().remove(QLatin1Char(':')).remove(QLatin1String("0x")) : QString();
+        };
+        appendLittleEndian16(wire, cell(handle).toULongLong(nullptr, 16));
+        if (offset >= 0)
+            appendLittleEndian16(wire, cell(offset).toULongLong(nullptr, 16));
+        if (length >= 0)
+            appendLittleEndian16(wire, cell(length).toULongLong());
+        if (value >= 0) {
+            const QByteArray data = QByteArray::fromHex(CValidateTextEdit::valueOf(cell(value)).toLatin1());
+            appendLittleEndian16(wire, static_cast<quint64>(data.size()));
+            wire.append(data);
+        }
+    }
+    return codecText(wire);
+}
+
 } // namespace
 
 CFormGrid::CFormGrid(QGridLayout* grid, int fieldsPerRow)
@@ -98,15 +143,6 @@ CFormGrid::CFormGrid(QGridLayout* grid, int fieldsPerRow)
     , m_fieldsPerRow(fieldsPerRow)
 {
     Q_ASSERT(fieldsPerRow > 0);
-}
-
-QVector<UiField> CFormGrid::regroup(const QVector<UiField>& fields)
-{
-    QVector<UiField> sorted(fields);
-    std::stable_sort(sorted.begin(), sorted.end(), [](const UiField& a, const UiField& b) {
-        return regroupRank(a.type) < regroupRank(b.type);
-    });
-    return sorted;
 }
 
 void CFormGrid::build(const QVector<UiField>& fields, bool writable)
@@ -257,42 +293,4 @@ void CFormGrid::setEditorTexts(const QMap<QString, QString>& texts) const
         else if (auto* text = qobject_cast<CValidateTextEdit*>(control))
             text->setPlainText(it.value());
     }
-}
-
-QString CFormGrid::listHexText(const QTableWidget* table, const QVector<UiField>& subFields)
-{
-    auto columnOf = [&subFields](const char* key) {
-        for (int i = 0; i < subFields.size(); ++i) {
-            if (subFields.at(i).key == QLatin1String(key))
-                return i;
-        }
-        return -1;
-    };
-    const int handle = columnOf("attrible_handle");
-    const int offset = columnOf("offset");
-    const int length = columnOf("len");
-    const int value = columnOf("value");
-
-    QByteArray wire;
-    for (int row = 0; row < table->rowCount(); ++row) {
-        auto cell = [table, row](int column) {
-            const QTableWidgetItem* item = column < 0 ? nullptr : table->item(row, column);
-            return item ? item->text().remove(QLatin1Char(':')).remove(QLatin1String("0x")) : QString();
-        };
-        appendLittleEndian16(wire, cell(handle).toULongLong(nullptr, 16));
-        if (offset >= 0)
-            appendLittleEndian16(wire, cell(offset).toULongLong(nullptr, 16));
-        if (length >= 0)
-            appendLittleEndian16(wire, cell(length).toULongLong());
-        if (value >= 0) {
-            // An odd last digit is the low half of a byte, as the text editor reads it.
-            QString digits = cell(value);
-            if (digits.size() % 2 != 0)
-                digits.insert(digits.size() - 1, QLatin1Char('0'));
-            const QByteArray data = QByteArray::fromHex(digits.toLatin1());
-            appendLittleEndian16(wire, static_cast<quint64>(data.size()));
-            wire.append(data);
-        }
-    }
-    return codecText(wire);
 }

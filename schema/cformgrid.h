@@ -20,9 +20,6 @@ class CFormGrid
 public:
     CFormGrid(QGridLayout* grid, int fieldsPerRow);
 
-    // Read-only tables first, then line edits, combo boxes and check boxes; lists last.
-    static QVector<UiField> regroup(const QVector<UiField>& fields);
-
     void build(const QVector<UiField>& fields, bool writable);
     void readFormValues(FieldValueMap& values, bool rawText) const;
     // `caller` names the form in the internal error of a result of the wrong size.
@@ -32,9 +29,6 @@ public:
     QTableWidget* listTable() const;
     // Texts for the line and text editors, by field key.
     void setEditorTexts(const QMap<QString, QString>& texts) const;
-
-    // The wire bytes of a list's rows, as hex text the codec writes back in row order.
-    static QString listHexText(const QTableWidget* table, const QVector<UiField>& subFields);
 
 private:
     struct Pair

@@ -29,9 +29,9 @@ CValidateTextEdit::CValidateTextEdit(QWidget* parent)
 
 CValidateTextEdit::~CValidateTextEdit() = default;
 
-QString CValidateTextEdit::value() const
+QString CValidateTextEdit::valueOf(QString text)
 {
-    QString digits = toPlainText().remove(QLatin1Char(':'));
+    QString digits = text.remove(QLatin1Char(':'));
     if (digits.size() % 2 != 0)
         digits.insert(digits.size() - 1, QLatin1Char('0'));
     return digits;

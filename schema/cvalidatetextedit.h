@@ -18,7 +18,8 @@ public:
     ~CValidateTextEdit() override;
 
     // The digits without colons, an odd last digit as the low half of a byte.
-    QString value() const;
+    QString value() const { return valueOf(toPlainText()); }
+    static QString valueOf(QString text);
     QString rawText() const;
     // The focus-out repair: whole bytes, colon-separated.
     void repair();
