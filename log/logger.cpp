@@ -1,10 +1,18 @@
 #include "logger.h"
 
 #include <limits>
+#include <utility>
 
 #include <QDateTime>
 #include <QDebug>
+#include <QEvent>
+#include <QMutexLocker>
+#include <QScrollBar>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextEdit>
 #include <QTime>
+#include <QTimer>
 
 namespace {
 
@@ -127,15 +135,28 @@ void StandradOutLogger::clear()
 {
 }
 
-TextBrowserLogger::TextBrowserLogger(const QString& name, QObject* textBrowser, QObject* parent)
+TextBrowserLogger::TextBrowserLogger(const QString& name, QTextEdit* textBrowser, QObject* parent)
     : Logger(name, 2, 2, parent)
     , m_textBrowser(textBrowser)
 {
+    m_batchTimer.setSingleShot(true);
+    connect(&m_batchTimer, &QTimer::timeout, this, &TextBrowserLogger::flush);
     if (textBrowser) {
-        connect(this, SIGNAL(sig_append(QString)), textBrowser, SLOT(append(QString)),
-                Qt::QueuedConnection);
-        connect(this, SIGNAL(sig_clear()), textBrowser, SLOT(clear()), Qt::QueuedConnection);
+        m_maxLines = textBrowser->document()->maximumBlockCount();
+        textBrowser->installEventFilter(this);
     }
+}
+
+int TextBrowserLogger::backlog() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_pending.size();
+}
+
+qint64 TextBrowserLogger::skipped() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_skipped;
 }
 
 QString TextBrowserLogger::formatLine(const QString& time, QString text, int level)
@@ -160,12 +181,102 @@ void TextBrowserLogger::write(QString text, int level)
 {
     if (text.isEmpty())
         return;
-    emit sig_append(formatLine(logTimeStamp(), std::move(text), level));
+    const QString line = formatLine(logTimeStamp(), std::move(text), level);
+    QMutexLocker lock(&m_mutex);
+    m_pending.append(line);
+    if (m_maxLines > 0 && m_pending.size() > m_maxLines) {
+        m_pending.removeFirst();
+        ++m_skipped;
+    }
+    postFlush();
 }
 
 void TextBrowserLogger::clear()
 {
-    emit sig_clear();
+    QMutexLocker lock(&m_mutex);
+    m_pending.clear();
+    m_clearPending = true;
+    postFlush();
+}
+
+// Called with m_mutex held.
+void TextBrowserLogger::postFlush()
+{
+    if (m_flushDue)
+        return;
+    m_flushDue = true;
+    QMetaObject::invokeMethod(this, &TextBrowserLogger::flush, Qt::QueuedConnection);
+}
+
+bool TextBrowserLogger::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::Show && watched == m_textBrowser) {
+        QMutexLocker lock(&m_mutex);
+        if (m_flushDue && !m_batchTimer.isActive())
+            QMetaObject::invokeMethod(this, &TextBrowserLogger::flush, Qt::QueuedConnection);
+    }
+    return Logger::eventFilter(watched, event);
+}
+
+void TextBrowserLogger::flush()
+{
+    QTextEdit* const pane = m_textBrowser;
+    QStringList batch;
+    bool clearPane = false;
+    bool more = false;
+    {
+        QMutexLocker lock(&m_mutex);
+        if (!m_flushDue)
+            return;
+        if (!pane) {
+            m_pending.clear();
+            m_flushDue = false;
+            return;
+        }
+        clearPane = std::exchange(m_clearPending, false);
+        if (!clearPane) {
+            if (!pane->isVisible())
+                return; // still due: showing the pane posts it again
+            const qint64 wait = m_sinceFlush.isValid() ? BatchIntervalMs - m_sinceFlush.elapsed() : 0;
+            if (wait > 0) {
+                m_batchTimer.start(int(wait));
+                return;
+            }
+        }
+        if (pane->isVisible()) {
+            batch = m_pending.mid(0, BatchLines);
+            m_pending.erase(m_pending.begin(), m_pending.begin() + batch.size());
+        }
+        more = m_flushDue = !m_pending.isEmpty();
+    }
+
+    if (clearPane)
+        pane->clear();
+    if (!batch.isEmpty())
+        appendLines(pane, batch);
+    if (more)
+        m_batchTimer.start(BatchIntervalMs);
+}
+
+// As QTextEdit::append does for each line: a block of its own, and the view follows the end
+// only if it stood there; but one edit block, so one re-layout, for the whole batch.
+void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
+{
+    QScrollBar* const bar = pane->verticalScrollBar();
+    const bool atBottom = bar->value() >= bar->maximum();
+    QTextDocument* const document = pane->document();
+    QTextCursor cursor(document);
+    cursor.beginEditBlock();
+    cursor.movePosition(QTextCursor::End);
+    for (const QString& line : lines) {
+        if (!document->isEmpty())
+            cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+        cursor.insertHtml(line);
+    }
+    cursor.endEditBlock();
+    if (atBottom)
+        bar->setValue(bar->maximum());
+    m_sinceFlush.start();
 }
 
 FileLogger::FileLogger(QObject* parent)

@@ -1,10 +1,17 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QMutex>
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
+#include <QTextEdit>
+#include <QTimer>
+
+
 
 // One destination of log lines; takes a line when its level reaches the threshold m_level.
 class Logger : public QObject
@@ -56,30 +63,57 @@ public:
     void clear() override;
 };
 
-// Writes HTML lines into a text pane (anything with slots append(QString) and clear()).
+// Writes HTML lines into a text pane. Lines gather under a lock, from any thread, and reach the
+// pane in batches on the pane's thread, one edit block each: the pane's re-layout after its
+// oldest lines drop out costs milliseconds, so one per line would stall the GUI under a flood.
 class TextBrowserLogger : public Logger
 {
     Q_OBJECT
     Q_DISABLE_COPY(TextBrowserLogger)
 
 public:
-    // The pane is not owned; the connections are queued so any thread may write.
-    TextBrowserLogger(const QString& name, QObject* textBrowser, QObject* parent = nullptr);
+    // At most this many lines go into the pane in one batch, which keeps a batch well under
+    // the 50 ms a user notices; a longer backlog goes in over the next batches.
+    static constexpr int BatchLines = 250;
+    // Batches come no closer than this, so that a steady trickle of lines does not re-lay out
+    // the pane once per line.
+    static constexpr int BatchIntervalMs = 25;
+
+    // The pane is not owned. Its document's block limit, set before, bounds the backlog too:
+    // lines beyond it would leave the pane as soon as they entered.
+    TextBrowserLogger(const QString& name, QTextEdit* textBrowser, QObject* parent = nullptr);
 
     void write(QString text, int level) override;
     void clear() override;
 
-    QObject* textBrowser() const { return m_textBrowser; }
+    QTextEdit* textBrowser() const { return m_textBrowser; }
+    // Lines written but not yet in the pane.
+    int backlog() const;
+    // Lines that left the backlog unshown because newer ones pushed them past the block limit.
+    qint64 skipped() const;
 
     // The line the pane receives for a text at a level, after the time stamp "hh:mm:ss:zzz".
     static QString formatLine(const QString& time, QString text, int level);
 
-signals:
-    void sig_append(QString msg);
-    void sig_clear();
+protected:
+    // A hidden pane is not laid out; it catches up when it is shown.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QPointer<QObject> m_textBrowser;
+    void postFlush();
+    void flush();
+    void appendLines(QTextEdit* pane, const QStringList& lines);
+
+    QPointer<QTextEdit> m_textBrowser;
+    int m_maxLines = 0;
+    mutable QMutex m_mutex;
+    QStringList m_pending;
+    qint64 m_skipped = 0;
+    bool m_clearPending = false;
+    // A batch is due: posted, timed, or waiting for the pane to be shown.
+    bool m_flushDue = false;
+    QElapsedTimer m_sinceFlush;
+    QTimer m_batchTimer;
 };
 
 // Appends lines to a text file in blocks of 2048 bytes.

@@ -3,11 +3,14 @@
 #include <QFile>
 #include <QLabel>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QTimer>
 #include <QToolButton>
 #include <QtTest>
+
+#include <memory>
 
 #include "whenmodal.h"
 #include "link/cmsg.h"
@@ -62,19 +65,71 @@ class tst_CLogWidget : public QObject
 private slots:
     void initTestCase() { applyFlatStyle(); }
 
-    void paneKeepsTheLatest2000LinesAndTheFileAll()
+    void paneKeepsTheLatestLinesAndTheFileAll_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<bool>("fromWorker");
+        QTest::newRow("the 2001st line pushes the first out") << 2001 << false;
+        QTest::newRow("a flood far past the limit") << 7000 << false;
+        QTest::newRow("a flood from another thread") << 7000 << true;
+    }
+    void paneKeepsTheLatestLinesAndTheFileAll()
+    {
+        QFETCH(int, lines);
+        QFETCH(bool, fromWorker);
+        QTemporaryDir run;
+        LogManager logs(QStringLiteral("tst_clogwidget"));
+        logs.setLogFile(run.filePath(QStringLiteral("UI_log.txt")));
+        CLogWidget pane(nullptr, &logs, 0);
+        pane.show();
+        auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
+        logs.addLogger(logger);
+        const auto text = [](int i) { return QStringLiteral("line %1 end").arg(i, 4, 10, QLatin1Char('0')); };
+        const auto flood = [&] {
+            for (int i = 1; i <= lines; ++i)
+                logs.logTo(QStringLiteral("pane"), text(i), 2);
+        };
+        if (fromWorker) {
+            std::unique_ptr<QThread> worker(QThread::create(flood));
+            worker->start();
+            QVERIFY(worker->wait(10000));
+        } else {
+            flood();
+        }
+
+        QTRY_COMPARE(logger->backlog(), 0);
+        QTextDocument* document = pane.textBrowser()->document();
+        QCOMPARE(document->blockCount(), CLogWidget::MaxBlocks);
+        // The pane holds the newest lines, each once and in order.
+        QTextBlock block = document->firstBlock();
+        for (int i = lines - CLogWidget::MaxBlocks + 1; i <= lines; ++i, block = block.next())
+            QVERIFY2(block.text().contains(text(i)), qPrintable(block.text()));
+        logs.logger(QStringLiteral("file_logger"))->clear();
+        const QString file = logs.logFolder() + QStringLiteral("/UI_log.txt");
+        QTRY_VERIFY(readAll(file).contains(text(lines).toUtf8()));
+        const QList<QByteArray> fileLines = readAll(file).split('\n');
+        QCOMPARE(fileLines.size(), lines + 1);
+        for (int i = 1; i <= lines; ++i)
+            QVERIFY(fileLines.at(i - 1).contains(text(i).toUtf8()));
+    }
+
+    void hiddenPaneCatchesUpWhenShownAndClearDropsWhatWaits()
     {
         LogManager logs(QStringLiteral("tst_clogwidget"));
-        CLogWidget pane(nullptr, &logs, 0);
-        logs.addLogger(new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser()));
-        for (int i = 1; i <= 2001; ++i)
-            logs.log(QStringLiteral("line %1 end").arg(i, 4, 10, QLatin1Char('0')), 2);
+        CLogWidget pane(nullptr, &logs, 1);
+        auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
+        logs.addDongleLogger(logger);
+        logs.logDongle(QStringLiteral("before clear"));
+        logger->clear();
+        logs.logDongle(QStringLiteral("after clear"));
+        QCoreApplication::processEvents();
+        QCOMPARE(logger->backlog(), 1);
+        QVERIFY(pane.textBrowser()->document()->isEmpty());
 
-        QTextDocument* document = pane.textBrowser()->document();
-        QTRY_VERIFY(document->toPlainText().contains(QLatin1String("line 2001 end")));
-        QCOMPARE(document->blockCount(), 2000);
-        QVERIFY(document->firstBlock().text().contains(QLatin1String("line 0002 end")));
-        QTRY_VERIFY(readAll(logs.logFolder() + QStringLiteral("/UI_log.txt")).contains("line 0001 end"));
+        pane.show();
+        QTRY_COMPARE(logger->backlog(), 0);
+        QVERIFY(pane.textBrowser()->toPlainText().endsWith(QLatin1String(" - after clear")));
+        QVERIFY(!pane.textBrowser()->toPlainText().contains(QLatin1String("before clear")));
     }
 
     void save_data()
