@@ -150,6 +150,8 @@ void CSelectDongleDialog::on_DeviceTreeSelectionChanged()
     ui->labelHardwareVersion->setText(m_selectedInfo.hardwareVersion);
     ui->labelDescription->setText(m_selectedInfo.description);
     ui->labelSdkVersion->setText(m_selectedInfo.sdkVersion);
+    // A dongle's details are longer than the "Unknown" the dialog was laid out for.
+    resize(size().expandedTo(sizeHint()));
 }
 
 void CSelectDongleDialog::setConnectedState(bool connected)

@@ -1,4 +1,6 @@
+#include <QFileInfo>
 #include <QLabel>
+#include <QTemporaryDir>
 #include <QPushButton>
 #include <QTimer>
 #include <QTreeWidget>
@@ -22,7 +24,8 @@ QByteArray answerFrame(const QList<QByteArray>& strings, char module = 0)
     return answer + '\x00';
 }
 
-const QList<QByteArray> kVirtualDongle = {"Virtual", "Maker", "1.2", "A1", "test", "5.3"};
+const QList<QByteArray> kVirtualDongle = {"Tarvine Virtual Dongle", "Simulatec Instruments", "1.0.0-sim", "VD-1",
+                                          "Simulated BLE dongle on a pseudo-terminal", "5.0.0"};
 
 // Answers the probe on a pseudo-terminal as a dongle would, from the GUI thread's event loop.
 class ProbeResponder
@@ -54,12 +57,12 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("sdkVersion");
 
-        QTest::newRow("good answer") << answerFrame(kVirtualDongle) << "Virtual" << "5.3";
+        QTest::newRow("good answer") << answerFrame(kVirtualDongle) << "Tarvine Virtual Dongle" << "5.0.0";
         QTest::newRow("noise before the answer")
-            << QByteArray::fromHex("0012ff") + answerFrame(kVirtualDongle) << "Virtual" << "5.3";
+            << QByteArray::fromHex("0012ff") + answerFrame(kVirtualDongle) << "Tarvine Virtual Dongle" << "5.0.0";
         QTest::newRow("module not 0") << answerFrame(kVirtualDongle, 1) << "Unknown" << "Unknown";
         QTest::newRow("garbage") << QByteArray::fromHex("0102030405060708") << "Unknown" << "Unknown";
-        QTest::newRow("cut in the third string") << answerFrame(kVirtualDongle).left(22) << "Virtual"
+        QTest::newRow("cut in the third string") << answerFrame(kVirtualDongle).left(56) << "Tarvine Virtual Dongle"
                                                  << "Unknown";
         QTest::newRow("negative length") << QByteArray::fromHex("bb0000" "00ff") + "Virtual"
                                          << "Unknown" << "Unknown";
@@ -96,19 +99,67 @@ private slots:
         CSelectDongleDialog dialog(&msg, &logger);
         auto* tree = dialog.findChild<QTreeWidget*>("deviceTree");
         QVERIFY(tree);
+        // Shown before the probe, as the user opens it: laid out for "Unknown".
+        applyFlatStyle();
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
         dialog.on_pb_Refresh_clicked();
         QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
 
         const QTreeWidgetItem* root = tree->topLevelItem(0);
         QCOMPARE(root->text(0), QString("Supported Targets"));
         QCOMPARE(root->childCount(), 1);
-        QCOMPARE(root->child(0)->text(0), QString("Virtual(ttyTEST0)"));
-        QCOMPARE(dialog.findChild<QLabel*>("labelManufacturer")->text(), QString("Maker"));
+        QCOMPARE(root->child(0)->text(0), QString("Tarvine Virtual Dongle(ttyTEST0)"));
+        QCOMPARE(dialog.findChild<QLabel*>("labelManufacturer")->text(), QString("Simulatec Instruments"));
 
-        applyFlatStyle();
-        dialog.show();
+        // Every detail shows whole: one line where it fits, wrapped where it is long.
+        for (const QLabel* label : dialog.findChildren<QLabel*>(QRegularExpression("^label(?!.*Caption$)"))) {
+            const int needed = label->wordWrap() ? label->heightForWidth(label->width()) : label->sizeHint().width();
+            QVERIFY2(needed <= (label->wordWrap() ? label->height() : label->width()), qPrintable(label->text()));
+        }
         dialog.grab().save(SCREENSHOT_DIR "selectdongle.png");
         otherTab.closePort();
+    }
+
+    // The registry's own names for paths outside the port folder must survive the dialog's
+    // cut of "product(port)" and open the port.
+    void portsNamedFromTheirPathsOpen_data()
+    {
+        QTest::addColumn<QString>("link"); // empty: the pseudo-terminal's own path
+        QTest::addColumn<QString>("name"); // %1: the pseudo-terminal's number
+        QTest::newRow("pseudo-terminal") << QString() << "pts%1";
+        QTest::newRow("by-id link with dashes") << "usb-Maker_Dongle-if00-port0" << "usbMaker_Dongleif00port0";
+        QTest::newRow("no digit at the end") << "dongle" << "dongle0";
+    }
+    void portsNamedFromTheirPathsOpen()
+    {
+        QFETCH(QString, link);
+        QFETCH(QString, name);
+        PtyPair dongle("ttyTEST0");
+        ProbeResponder answer(dongle, answerFrame(kVirtualDongle));
+        QTemporaryDir elsewhere;
+        QString path = dongle.slavePath();
+        if (!link.isEmpty()) {
+            path = elsewhere.filePath(link);
+            QVERIFY(QFile::link(dongle.slavePath(), path));
+        }
+        name = name.arg(QFileInfo(dongle.slavePath()).fileName());
+        qputenv("TARVINE_SIM_DIR", QFile::encodeName(elsewhere.filePath("none")));
+        qputenv("TARVINE_EXTRA_PORTS", QFile::encodeName(path));
+
+        LogManager logger("SelectTest");
+        CMsg msg(&logger);
+        CSelectDongleDialog dialog(&msg, &logger);
+        dialog.on_pb_Refresh_clicked();
+        QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
+        const QTreeWidgetItem* root = dialog.findChild<QTreeWidget*>("deviceTree")->topLevelItem(0);
+        QCOMPARE(root->childCount(), 1);
+        QCOMPARE(root->child(0)->text(0), "Tarvine Virtual Dongle(" + name + ")");
+        dialog.findChild<QPushButton*>("PB_Connect")->click();
+        qunsetenv("TARVINE_EXTRA_PORTS");
+        QVERIFY(msg.isOpen());
+        QCOMPARE(msg.portName(), name);
+        msg.closePort();
     }
     void connectThenRemovalOfTheConnectedPort()
     {

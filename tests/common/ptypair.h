@@ -37,6 +37,7 @@ public:
     bool isValid() const { return m_master >= 0 && !m_slavePath.isEmpty(); }
     QString portName() const { return m_portName; }
     QString folder() const { return m_folderPath; }
+    QString slavePath() const { return m_slavePath; }
 
     // Everything the tool has written so far.
     QByteArray readAll()
