@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "app/cselectdongledlg.h"
+#include "app/flat/caboutdialog.h"
 #include "app/flat/cflatmessage.h"
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
@@ -289,6 +290,12 @@ void MainDongleWidget::on_toolButton_configureSettings_clicked()
         return;
     dialog.fillControls();
     dialog.exec();
+}
+
+void MainDongleWidget::on_toolButton_about_clicked()
+{
+    CAboutDialog about(this);
+    about.exec();
 }
 
 void MainDongleWidget::on_toolButton_reset_clicked()

@@ -77,6 +77,7 @@ public slots:
 
 private slots:
     void on_toolButton_configureSettings_clicked();
+    void on_toolButton_about_clicked();
     void on_toolButton_reset_clicked();
     void on_toolButton_lcp_clicked();
     void on_toolButton_idt_clicked();

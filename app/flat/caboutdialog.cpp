@@ -6,13 +6,6 @@
 
 #include "app/flat/tflatscrollarea.h"
 
-namespace {
-
-// Kept equal to the project's VERSION in the top CMakeLists.txt.
-const char* const kVersion = "0.1.0";
-
-} // namespace
-
 CAboutDialog::CAboutDialog(QWidget* parent)
     : CFlatDialog(QStringLiteral("About"), parent)
     , m_text(new CFlatTextBrowser(contentFrame()))
@@ -48,5 +41,5 @@ CAboutDialog::~CAboutDialog() = default;
 
 QString CAboutDialog::versionText()
 {
-    return QStringLiteral("Version ") + QLatin1String(kVersion);
+    return QStringLiteral("Version ") + QLatin1String(TARVINE_VERSION);
 }

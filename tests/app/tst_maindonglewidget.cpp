@@ -2,15 +2,18 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
+#include <QTextBrowser>
 #include <QToolButton>
 #include <QtTest>
 
+#include "app/flat/caboutdialog.h"
 #include "app/maindonglewidget.h"
 #include "capturelogger.h"
 #include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 #include "ptypair.h"
+#include "whenmodal.h"
 
 class TestMainDongleWidget : public QObject
 {
@@ -98,6 +101,19 @@ private slots:
                 QCOMPARE(button->isEnabled(), connected || button->objectName() == "toolButton_selectDongle");
         }
         QVERIFY(sent().contains("Reset"));
+    }
+
+    void aboutShowsTheBuildsVersion()
+    {
+        m_widget->onConnectionStatusChanged(true);
+        QString shown;
+        whenModal([&shown](QWidget* dialog) {
+            if (qobject_cast<CAboutDialog*>(dialog))
+                shown = dialog->findChild<QTextBrowser*>("m_text")->toPlainText();
+            dialog->close();
+        });
+        m_widget->findChild<QToolButton*>("toolButton_about")->click();
+        QVERIFY2(shown.contains("Version " PROJECT_VERSION_TEXT), qPrintable(shown));
     }
 
     void staticConfigurationFrames()
