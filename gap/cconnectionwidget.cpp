@@ -557,7 +557,8 @@ void CConnectionWidget::searchFrom(SearchBox* sb, bool forward)
             if (!m_model->data(index).toString().toLower().contains(wanted))
                 continue;
             QScrollBar* bar = ui->tableView_devices->verticalScrollBar();
-            bar->setValue(bar->maximum() * r / rows);
+            // In 64 bits: past about 46,000 rows the product leaves an int.
+            bar->setValue(int(qint64(bar->maximum()) * r / rows));
             m_model->setHighlightIndex(index);
             sb->setFound(r, c, sb->text());
             return;

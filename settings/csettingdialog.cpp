@@ -330,10 +330,15 @@ quint64 CSettingDialog::countValue(const QString& key) const
     return setting ? setting->value().toString().toULongLong(nullptr, 16) : 0;
 }
 
+bool CSettingDialog::durationReachesPeriod(quint64 durationCount, quint64 periodCount)
+{
+    return durationCount != 0 && periodCount != 0 && durationCount * 10 >= periodCount * 1280;
+}
+
 bool CSettingDialog::validate()
 {
-    const quint64 duration = countValue("5_0_scan_duration") * 10;
-    const double period = countValue("5_0_scan_period") * 1.28 * 1000;
+    const quint64 durationCount = countValue("5_0_scan_duration");
+    const quint64 periodCount = countValue("5_0_scan_period");
     const QString identityAddress = m_settings.contains("identity_addr")
                                         ? m_settings.value("identity_addr")->value().toString()
                                         : QString();
@@ -348,12 +353,12 @@ bool CSettingDialog::validate()
     const Rule rules[] = {
         {identityAddress == "000000000000", "Identity Address Setting Error",
          "Identity Address: 00:00:00:00:00:00 is invalid."},
-        {duration != 0 && period != 0 && duration >= period, "Scan Parameters Setting Error",
+        {durationReachesPeriod(durationCount, periodCount), "Scan Parameters Setting Error",
          "Scan Parameter's Period should greater than Duration."},
-        {uintValue("5_0_scan_duplicate_filter_policy") == 2 && (duration == 0 || period == 0),
+        {uintValue("5_0_scan_duplicate_filter_policy") == 2 && (durationCount == 0 || periodCount == 0),
          "Scan Parameters Setting Error",
          "This Duplicate Filter policy need both Duration and Period are not Zero"},
-        {(scanType == 0 || scanType == 1) && duration != 0 && duration < 10240,
+        {(scanType == 0 || scanType == 1) && durationCount != 0 && durationCount * 10 < 10240,
          "Scan Parameters Setting Error",
          "When Scan Type is General discovery or Limited discovery, the Duration should be 0 or "
          "bigger than 10240ms"},

@@ -57,6 +57,11 @@ public slots:
     void on_connectPropertiesChanged(int value);
     void on_scanPropertiesChanged(int value);
 
+public:
+    // A scan duration (counts of 10 ms) that is not below its period (counts of 1.28 s), both
+    // set. In whole milliseconds: 1.28 * 1000 in floating point makes some periods a hair long.
+    static bool durationReachesPeriod(quint64 durationCount, quint64 periodCount);
+
 protected:
     void keyPressEvent(QKeyEvent* event) override;
 

@@ -1,5 +1,6 @@
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTableView>
 #include <QTextBrowser>
 #include <QTreeWidget>
@@ -236,6 +237,29 @@ private slots:
         QCOMPARE(walk("buttonNext"), model->index(2, 0));
         press(1); // pressing a row clears the hit
         QVERIFY(!model->highlightIndex().isValid());
+    }
+
+    void searchScrollsFarDownALongTable()
+    {
+        const int rows = 50000;
+        for (int i = 0; i < rows; ++i) {
+            QByteArray found = report(1, 0x03, i == rows - 1 ? "0709" "4e6565646c65" : "0509" "48617973");
+            found[6] = char(i & 0xff); // the peer address's two low bytes make each row new
+            found[7] = char(i >> 8);
+            m_page->onRcvMsg(found);
+        }
+        m_page->resize(1200, 600);
+        m_page->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_page));
+        QCOMPARE(m_page->model()->rowCount(), rows);
+
+        QTest::mouseClick(m_page->findChild<QToolButton*>("buttonSearch"), Qt::LeftButton);
+        SearchBox* box = m_page->findChild<SearchBox*>();
+        box->findChild<QLineEdit*>("lineEdit")->setText("needle");
+        QTest::mouseClick(box->findChild<QPushButton*>("buttonNext"), Qt::LeftButton);
+        QCOMPARE(m_page->model()->highlightIndex(), m_page->model()->index(rows - 1, 0));
+        const QScrollBar* bar = m_page->findChild<QTableView*>("tableView_devices")->verticalScrollBar();
+        QVERIFY2(bar->value() > bar->maximum() * 0.99, qPrintable(QString::number(bar->value())));
     }
 };
 

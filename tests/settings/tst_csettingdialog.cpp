@@ -183,6 +183,17 @@ private slots:
             QVERIFY2(m_config.value(it.key()) == it.value(), qPrintable(it.key()));
     }
 
+    // Every period count whose length a duration can reach (up to 0xFFFF counts of 10 ms).
+    void durationMustStayBelowEveryPeriod()
+    {
+        for (quint64 period = 1; period * 128 <= 0xFFFF; ++period) {
+            QVERIFY2(CSettingDialog::durationReachesPeriod(period * 128, period), qPrintable(QString::number(period)));
+            QVERIFY(!CSettingDialog::durationReachesPeriod(period * 128 - 1, period));
+        }
+        QVERIFY(!CSettingDialog::durationReachesPeriod(0, 1));
+        QVERIFY(!CSettingDialog::durationReachesPeriod(0xFFFF, 0));
+    }
+
     void restoreChangesNoMap()
     {
         m_dialog->setting("identity_addr")->setValue("A1A2A3A4A5A6");
