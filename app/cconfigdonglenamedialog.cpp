@@ -45,13 +45,21 @@ void CConfigDongleNameDialog::on_PB_Config_clicked()
     const QString name = ui->lineEdit->text();
     if (name.isEmpty())
         return;
+    // The name is a group of config.ini, where a slash starts a nested group: such a tab
+    // would come back as another one, with default settings.
+    if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')))
+        return refuse(QStringLiteral("a dongle name can't hold \"/\" or \"\\\""));
     for (const auto& tab : *m_tabs) {
-        if (tab.second == name) {
-            ui->tooltip->show();
-            return;
-        }
+        if (tab.second == name)
+            return refuse(QStringLiteral("already exist this dongle name"));
     }
     accept();
+}
+
+void CConfigDongleNameDialog::refuse(const QString& why)
+{
+    ui->tooltip->setText(why);
+    ui->tooltip->show();
 }
 
 void CConfigDongleNameDialog::on_PB_Cancle_clicked()

@@ -36,6 +36,9 @@ signals:
     void showDongleTab(CConfigDongleNameDialog* dialog);
 
 private:
+    // Shows why the name is refused, in red under it; the dialog stays open.
+    void refuse(const QString& why);
+
     Ui::CConfigDongleNameDialog* ui;
     const DongleTabList* m_tabs = nullptr;
 };

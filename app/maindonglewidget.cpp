@@ -384,7 +384,8 @@ void MainDongleWidget::identityAddressProc(const QByteArray& frame)
                                    "MainDongleWidget::identityAddressProc", 4);
         return;
     }
-    m_config->insert("identity_addr_type", int(quint8(type.at(0))));
+    // Unsigned, like the setting it overrides, so that config.ini keeps its type.
+    m_config->insert("identity_addr_type", uint(quint8(type.at(0))));
 }
 
 void MainDongleWidget::deviceNameProc(const QByteArray& frame)

@@ -43,7 +43,7 @@ private slots:
             << "cc00020000" << QStringList() << QVariantMap() << QString();
         QTest::newRow("identity address, reversed; a later answer is ignored")
             << "cc0002010000 dd01480700ffeeddccbbaa01 dd0148070066554433221100" << startup
-            << QVariantMap{{"identity_addr", "AABBCCDDEEFF"}, {"identity_addr_type", 1}} << QString();
+            << QVariantMap{{"identity_addr", "AABBCCDDEEFF"}, {"identity_addr_type", 1u}} << QString();
         QTest::newRow("device name with empty payload") << "cc0002010000 dd015c040003616263 dd015c0000" << startup
             << nameKept << "Uplink Command: DD@01@5C is wrong.";
         QTest::newRow("device name with length byte too large")
@@ -67,8 +67,10 @@ private slots:
         for (const QString& frame : frames.split(' '))
             receive(QByteArray::fromHex(frame.toLatin1()));
         QCOMPARE(sent(), sentNames);
-        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
             QCOMPARE(m_widget->config().value(it.key()), it.value());
+            QCOMPARE(m_widget->config().value(it.key()).type(), it.value().type()); // config.ini keeps it
+        }
         QVERIFY2(logged.isNull() || m_log->contains(logged, 4), qPrintable(m_log->texts().join('\n')));
     }
 

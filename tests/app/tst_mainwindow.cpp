@@ -103,6 +103,10 @@ private slots:
             << QStringList{"Dongle1", "Dongle3", "Dongle4", "Dongle5", "Dongle2"};
         QTest::newRow("name another tab has") << QStringList{"Dongle1"} << "Dongle1" << "Dongle2"
             << "already exist this dongle name" << QStringList{"Dongle1"};
+        QTest::newRow("a slash would nest its settings") << QStringList{"Dongle1"} << "bench/left" << "Dongle2"
+            << "a dongle name can't hold \"/\" or \"\\\"" << QStringList{"Dongle1"};
+        QTest::newRow("so would a backslash") << QStringList{"Dongle1"} << "bench\\left" << "Dongle2"
+            << "a dongle name can't hold \"/\" or \"\\\"" << QStringList{"Dongle1"};
         QTest::newRow("sixth tab") << five << QString() << QString() << "error: widget numbers should < 5" << five;
     }
     void addDongleTab()
