@@ -19,7 +19,8 @@ const int kSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 // a signal handler must not do. A daylight-saving change during the run shifts the name by an hour.
 long g_utcOffset = 0;
 std::atomic_flag g_busy = ATOMIC_FLAG_INIT;
-char g_altStack[64 * 1024];
+constexpr size_t kAltStackSize = 64 * 1024;
+char g_altStack[kAltStackSize];
 
 // A tiny append-only text buffer on the stack: no allocation, no stdio.
 struct Line
@@ -44,6 +45,12 @@ struct Line
             digits[n++] = '0';
         while (n > 0 && size < sizeof(text))
             text[size++] = digits[--n];
+    }
+    void addSigned(int64_t value)
+    {
+        if (value < 0)
+            add("-");
+        addUnsigned(value < 0 ? uint64_t(0) - uint64_t(value) : uint64_t(value));
     }
     void writeTo(int fd) const
     {
@@ -170,7 +177,7 @@ void writeDump(int sig, const siginfo_t* info)
     head.add(" (");
     head.add(signalName(sig));
     head.add(")\nCode: ");
-    head.addUnsigned(unsigned(info ? info->si_code : 0));
+    head.addSigned(info ? info->si_code : 0);
     head.add("\nAddress: 0x");
     head.addUnsigned(info ? uint64_t(uintptr_t(info->si_addr)) : 0, 0, 16);
     head.add("\nPid: ");
@@ -203,7 +210,28 @@ void onFatalSignal(int sig, siginfo_t* info, void*)
     raise(sig);
 }
 
+// Signal handlers of this thread run on `stack`, or on the thread's own stack again when null.
+void useAltStack(char* stack)
+{
+    stack_t alt{};
+    alt.ss_sp = stack;
+    alt.ss_size = kAltStackSize;
+    alt.ss_flags = stack ? 0 : SS_DISABLE;
+    sigaltstack(&alt, nullptr);
+}
+
 } // namespace
+
+CrashHandler::ThreadStack::ThreadStack()
+    : m_stack(new char[kAltStackSize])
+{
+    useAltStack(m_stack.get());
+}
+
+CrashHandler::ThreadStack::~ThreadStack()
+{
+    useAltStack(nullptr);
+}
 
 void CrashHandler::install()
 {
@@ -217,10 +245,7 @@ void CrashHandler::install()
     backtrace(warmUp, 2);
 
     // A stack overflow leaves no stack to run the handler on.
-    stack_t alt{};
-    alt.ss_sp = g_altStack;
-    alt.ss_size = sizeof(g_altStack);
-    sigaltstack(&alt, nullptr);
+    useAltStack(g_altStack);
 
     struct sigaction action {};
     action.sa_sigaction = onFatalSignal;

@@ -8,6 +8,7 @@
 #include <QPair>
 #include <QVector>
 
+#include "app/crashhandler.h"
 #include "link/serialdevice.h"
 
 namespace {
@@ -24,6 +25,7 @@ RefreshDongleThread::RefreshDongleThread(QObject* parent)
 
 void RefreshDongleThread::run()
 {
+    const CrashHandler::ThreadStack crashStack;
     QVector<QPair<QString, int>> opened;
     for (const QString& port : qAsConst(m_ports)) {
         QString failure;

@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "app/crashhandler.h"
 #include "link/cmsg.h"
 
 namespace {
@@ -40,6 +41,7 @@ void SerialPortThread::stop()
 
 void SerialPortThread::run()
 {
+    const CrashHandler::ThreadStack crashStack;
     while (m_running) {
         int waiting = 0;
         if (::ioctl(m_handle, FIONREAD, &waiting) == 0 && waiting > 0) {

@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -17,6 +19,14 @@ namespace {
 volatile int* volatile g_null = nullptr;
 volatile int g_zero = 0;
 volatile int g_hundred = 100;
+
+// Deep enough to overflow any stack; the volatile frame keeps it from becoming a loop.
+int recurse(int depth)
+{
+    volatile char frame[256];
+    frame[0] = char(depth);
+    return recurse(depth + 1) + frame[0];
+}
 
 bool tracedNow()
 {
@@ -39,15 +49,22 @@ private slots:
         QTest::addColumn<int>("signal");
         QTest::addColumn<bool>("traced");
         QTest::addColumn<QString>("header");
-        QTest::newRow("write through a null pointer") << int(SIGSEGV) << false << "Signal: 11 (SIGSEGV)\n";
-        QTest::newRow("integer division by zero") << int(SIGFPE) << false << "Signal: 8 (SIGFPE)\n";
-        QTest::newRow("under a debugger: no dump") << int(SIGSEGV) << true << QString();
+        QTest::addColumn<QString>("how");
+        QTest::newRow("write through a null pointer") << int(SIGSEGV) << false << "Signal: 11 (SIGSEGV)\nCode: 1\n"
+                                                      << "null";
+        QTest::newRow("integer division by zero") << int(SIGFPE) << false << "Signal: 8 (SIGFPE)\n" << "zero";
+        QTest::newRow("abort, a code below zero") << int(SIGABRT) << false << "Signal: 6 (SIGABRT)\nCode: -6\n"
+                                                  << "abort";
+        QTest::newRow("stack overflow on another thread") << int(SIGSEGV) << false << "Signal: 11 (SIGSEGV)\n"
+                                                          << "overflow";
+        QTest::newRow("under a debugger: no dump") << int(SIGSEGV) << true << QString() << "null";
     }
     void dump()
     {
         QFETCH(int, signal);
         QFETCH(bool, traced);
         QFETCH(QString, header);
+        QFETCH(QString, how);
         if (tracedNow())
             QSKIP("the test itself runs under a debugger, so no child would dump");
         QTemporaryDir dir;
@@ -61,10 +78,19 @@ private slots:
             CrashHandler::install();
             if (chdir(QFile::encodeName(dir.path()).constData()) != 0)
                 _exit(78);
-            if (signal == SIGSEGV)
+            if (how == "null") {
                 *g_null = 1;
-            else // Not 1 / x, which the compiler turns into a comparison.
+            } else if (how == "zero") { // not 1 / x, which the compiler turns into a comparison
                 g_zero = g_hundred / g_zero;
+            } else if (how == "abort") {
+                abort();
+            } else {
+                std::thread thread([] {
+                    const CrashHandler::ThreadStack stack;
+                    recurse(0);
+                });
+                thread.join();
+            }
             _exit(0);
         }
         int status = 0;
