@@ -2,7 +2,7 @@
 # One executable per test file, registered with CTest. GUI tests run offscreen.
 function(tarvine_add_test name)
     cmake_parse_arguments(ARG "GUI" "" "SOURCES" ${ARGN})
-    add_executable(${name} ${ARG_SOURCES})
+    add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/common/testlogroot.cpp)
     set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
     target_link_libraries(${name} PRIVATE tarvine_core Qt5::Test)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)

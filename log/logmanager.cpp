@@ -18,10 +18,23 @@ bool writableDir(const QString& path)
     return QFileInfo(path).isWritable();
 }
 
+QString& chosenRoot()
+{
+    static QString root;
+    return root;
+}
+
 } // namespace
+
+void LogManager::setLogRoot(const QString& root)
+{
+    chosenRoot() = root;
+}
 
 QString LogManager::logRoot()
 {
+    if (!chosenRoot().isEmpty())
+        return chosenRoot();
     const QString besideProgram = QCoreApplication::applicationDirPath() + QStringLiteral("/Log/");
     if (writableDir(besideProgram))
         return besideProgram;

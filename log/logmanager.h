@@ -44,6 +44,8 @@ public:
     // The directory under which runs make their folders: "<application dir>/Log/", or the
     // application's local data location + "/Log/" when the application dir can't be written.
     static QString logRoot();
+    // Puts every later run's folder under `root` instead; tests give each run a folder of its own.
+    static void setLogRoot(const QString& root);
 
 private:
     QHash<QString, QSharedPointer<Logger>> m_toolLoggers;

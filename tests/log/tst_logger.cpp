@@ -44,7 +44,6 @@ private slots:
         qputenv("TZ", "XST-5:30");
         tzset();
     }
-    void cleanupTestCase() { QDir().rmdir(LogManager::logRoot()); }
     void init()
     {
         m_toolPane.clear();
