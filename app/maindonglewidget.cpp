@@ -550,6 +550,9 @@ void MainDongleWidget::on_sendCommand()
 }
 
 // Settings can't change under a link, a scan or an automatic connection in progress.
+// Five conditions, in this order; two wait for the pages that own them:
+// connections, [periodic sync views other than the idle 0xFF entry: the sync page], scanning,
+// [a running set in the Slave page's advertising list: the advertising page], auto connect.
 bool MainDongleWidget::isAirActionOn() const
 {
     if (!m_connectionWidget)
