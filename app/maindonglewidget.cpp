@@ -21,6 +21,7 @@
 #include "schema/ccfgfileparse.h"
 #include "schema/ccommand.h"
 #include "schema/cutil.h"
+#include "settings/cprofiletablemodel.h"
 #include "settings/csettingdialog.h"
 
 namespace {
@@ -230,11 +231,7 @@ void MainDongleWidget::on_toolButton_selectDongle_clicked()
 
 void MainDongleWidget::onRcvMsg(const QByteArray& rcvMsg)
 {
-    if (!CCommand::isInvalidUpLinkMsg(m_logger, rcvMsg))
-        return;
-    const auto handler = procTable.constFind(CCommand::uplinkId(rcvMsg));
-    if (handler != procTable.cend())
-        (this->*handler.value())(rcvMsg);
+    dispatchUplink(this, procTable, m_logger, rcvMsg);
 }
 
 void MainDongleWidget::onRcvDongleLog(const QByteArray& rcvMsg)
@@ -481,13 +478,10 @@ void MainDongleWidget::on_staticConfigSet()
     FieldValueMap fields = *m_config;
 
     // Only the profiles whose selection flag is set go to the dongle, one id byte each.
-    const QByteArray items = fields.value("profile").toByteArray();
     QByteArray selected;
-    for (int at = 0; at + 2 < items.size();) {
-        const int length = quint8(items.at(at + 1));
-        if (items.at(at) == 1)
-            selected.append(items.at(at + 2));
-        at += length + 2;
+    for (const CProfileTableModel::Row& row : CProfileTableModel::parseRows(fields.value("profile").toByteArray())) {
+        if (row.checkState == Qt::Checked)
+            selected.append(char(row.id));
     }
     fields.insert("profile", selected);
 

@@ -5,6 +5,8 @@
 #include <QVariant>
 #include <QWidget>
 
+#include "schema/uplinkdispatch.h"
+
 class CConnectionWidget;
 class CHeartBeat;
 class CLayerWidget;
@@ -84,7 +86,6 @@ private slots:
     void on_toolButton_download_clicked();
 
 private:
-    using Handler = void (MainDongleWidget::*)(const QByteArray&);
 
     void fillProcTable();
     void sdkProc(const QByteArray& frame);
@@ -110,7 +111,7 @@ private:
     bool isAirActionOn() const;
 
     Ui::MainDongleWidget* ui;
-    QMap<QString, Handler> procTable;
+    UplinkTable<MainDongleWidget> procTable;
     CSelectDongleDialog* m_selectDialog = nullptr;
     CConnectionWidget* m_connectionWidget = nullptr;
     QWidget* m_lcpPage = nullptr;

@@ -66,11 +66,7 @@ void CHeartBeat::check()
 
 void CHeartBeat::onRcvMsg(QByteArray rcvMsg)
 {
-    if (!CCommand::isInvalidUpLinkMsg(m_logger, rcvMsg))
-        return;
-    const auto handler = procTable.constFind(CCommand::uplinkId(rcvMsg));
-    if (handler != procTable.cend())
-        (this->*handler.value())(rcvMsg);
+    dispatchUplink(this, procTable, m_logger, rcvMsg);
 }
 
 QDateTime CHeartBeat::now() const

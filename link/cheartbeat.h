@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QString>
 
+#include "schema/uplinkdispatch.h"
+
 class CMsg;
 class LogManager;
 class QTimer;
@@ -41,11 +43,10 @@ protected:
     virtual QDateTime now() const;
 
 private:
-    using Handler = void (CHeartBeat::*)(const QByteArray&);
 
     void heartBeatProc(const QByteArray& frame);
 
-    QMap<QString, Handler> procTable;
+    UplinkTable<CHeartBeat> procTable;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
     QDateTime m_lastHeard;

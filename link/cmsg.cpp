@@ -185,46 +185,39 @@ int CMsg::writeFrame(const QByteArray& frame)
 {
     // Behind bytes still waiting for the driver, the frame waits too: the order on the wire
     // is the order of the queue.
+    const bool behind = !m_pendingOut.isEmpty();
     m_pendingOut.append(frame);
-    if (m_pendingOut.size() > frame.size())
-        return 0;
-    const ssize_t written = ::write(m_handle, m_pendingOut.constData(), size_t(m_pendingOut.size()));
-    if (written < 0) {
-        if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            m_writeNotifier->setEnabled(true);
-            return 0;
-        }
-        m_pendingOut.clear();
-        log(QStringLiteral("GetLastError() != ERROR_IO_PENDING"), 4);
-        return -1;
-    }
-    m_written = written;
-    m_pendingOut.remove(0, int(written));
-    m_writeNotifier->setEnabled(!m_pendingOut.isEmpty());
-    return 0;
+    return behind ? 0 : writePending();
 }
 
 void CMsg::flushOutput()
 {
+    if (writePending() != 0)
+        log(QStringLiteral("Send msg by serial port failed."), 1);
+}
+
+// As much of the waiting bytes as the driver takes now; the rest goes when the port is writable
+// again. A write error drops them all, like a failed overlapped write.
+int CMsg::writePending()
+{
     if (m_handle < 0 || m_pendingOut.isEmpty()) {
         if (m_writeNotifier)
             m_writeNotifier->setEnabled(false);
-        return;
+        return 0;
     }
     const ssize_t written = ::write(m_handle, m_pendingOut.constData(), size_t(m_pendingOut.size()));
-    if (written < 0) {
-        if (errno == EAGAIN || errno == EWOULDBLOCK)
-            return;
+    if (written < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
         m_pendingOut.clear();
         m_writeNotifier->setEnabled(false);
         log(QStringLiteral("GetLastError() != ERROR_IO_PENDING"), 4);
-        log(QStringLiteral("Send msg by serial port failed."), 1);
-        return;
+        return -1;
     }
-    m_written = written;
-    m_pendingOut.remove(0, int(written));
-    if (m_pendingOut.isEmpty())
-        m_writeNotifier->setEnabled(false);
+    if (written > 0) {
+        m_written = written;
+        m_pendingOut.remove(0, int(written));
+    }
+    m_writeNotifier->setEnabled(!m_pendingOut.isEmpty());
+    return 0;
 }
 
 void CMsg::dropOutput()

@@ -35,6 +35,8 @@ public:
     int generateCheckSum(QByteArray msg, unsigned char* sum);
     QString portName() const;
     bool isOpen() const;
+    // Bytes of frames already sent that the driver has not taken yet.
+    int pendingBytes() const { return m_pendingOut.size(); }
 
 signals:
     void sig_rcvCommonMsg(QByteArray msg);
@@ -64,6 +66,7 @@ private:
     int failOpen(const QString& text);
     int writeFrame(const QByteArray& frame);
     void flushOutput();
+    int writePending();
     void dropOutput();
 
     SerialPortThread* m_portThread = nullptr;

@@ -47,6 +47,18 @@ int CUtil::cmpArray(const QByteArray& a, const QByteArray& b)
     return a == b ? 0 : -1;
 }
 
+QString CUtil::colonPairs(const QString& digits)
+{
+    QString out;
+    out.reserve(digits.size() + digits.size() / 2);
+    for (int i = 0; i < digits.size(); i += 2) {
+        if (i > 0)
+            out += QLatin1Char(':');
+        out += digits.midRef(i, 2);
+    }
+    return out;
+}
+
 QString CUtil::reverseString(const QString& text, int unit)
 {
     if (unit < 1 || text.size() % unit != 0)

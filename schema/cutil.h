@@ -21,6 +21,8 @@ public:
     // The bytes last to first: the wire's little-endian order turned into reading order.
     static QByteArray reversed(QByteArray bytes);
     static QByteArray fitArray(const QByteArray& bytes, int size);
+    // "AABBCC" -> "AA:BB:CC"; an odd last digit stands alone.
+    static QString colonPairs(const QString& digits);
     static int findUiFields(const QVector<UiNameToFields>& vector, const QString& name,
                             UiNameToFields& fields);
     // low <= result < high; -1 when low > high.

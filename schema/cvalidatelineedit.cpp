@@ -13,16 +13,6 @@ namespace {
 
 const QString StringHint = QStringLiteral("Default Name(String)");
 
-// "AABBCC" -> "AA:BB:CC"; an odd last digit stands alone.
-QString joinPairs(const QString& digits)
-{
-    QString out;
-    for (int i = 0; i < digits.size(); i += 2)
-        out += digits.mid(i, 2) + QLatin1Char(':');
-    out.chop(1);
-    return out;
-}
-
 // Each comma-separated part without colons, left-filled with zeros to `width` digits (to an
 // even count when `width` is 0), as colon pairs. Empty parts are dropped: the comma that
 // follows each whole UUID while typing must not become a UUID of its own.
@@ -33,7 +23,7 @@ QString repairList(const QString& text, int width)
     QStringList parts = digits.split(QLatin1Char(','), Qt::SkipEmptyParts);
     for (QString& part : parts) {
         const int w = width > 0 ? width : part.size() + part.size() % 2;
-        part = joinPairs(part.rightJustified(w, QLatin1Char('0')));
+        part = CUtil::colonPairs(part.rightJustified(w, QLatin1Char('0')));
     }
     return parts.join(QLatin1Char(','));
 }
@@ -271,8 +261,13 @@ int CValidateLineEdit::uuidDigits() const
 
 double CValidateLineEdit::step() const
 {
+    return stepOf(m_singleStep);
+}
+
+double CValidateLineEdit::stepOf(const QString& singleStep)
+{
     // Without a step the value counts whole units rather than dividing by zero.
-    const double s = m_singleStep.toDouble();
+    const double s = singleStep.toDouble();
     return s > 0 ? s : 1.0;
 }
 
@@ -305,7 +300,7 @@ void CValidateLineEdit::repair()
         }
     } else if (m_type == QLatin1String("addr")) {
         t.remove(QLatin1Char(':'));
-        t = t.size() <= 12 ? joinPairs(t.rightJustified(12, QLatin1Char('0')))
+        t = t.size() <= 12 ? CUtil::colonPairs(t.rightJustified(12, QLatin1Char('0')))
                            : QStringLiteral("00:00:00:00:00:00");
     } else if (m_type == QLatin1String("littleEnd")) {
         t = repairList(t, 0);
@@ -319,35 +314,40 @@ void CValidateLineEdit::repair()
 QString CValidateLineEdit::value()
 {
     repair();
-    const QString t = text();
-    const int digits = 2 * m_length.toInt();
-    if (m_type == QLatin1String("int")) {
+    return valueForm({m_type, m_min, m_max, m_singleStep, m_precision, m_length}, text());
+}
+
+QString CValidateLineEdit::valueForm(const Limits& limits, const QString& t)
+{
+    const QString& type = limits.type;
+    const int digits = 2 * limits.length.toInt();
+    const double step = stepOf(limits.singleStep);
+    if (type == QLatin1String("int")) {
         const qint64 n = t.toLongLong();
         quint64 u = static_cast<quint64>(n);
         // A negative number goes out as its two's complement in the field's bytes.
-        const int bytes = m_length.toInt();
+        const int bytes = limits.length.toInt();
         if (n < 0 && bytes > 0 && bytes < 8)
             u &= (quint64(1) << (8 * bytes)) - 1;
         return QString::number(u, 16).rightJustified(digits, QLatin1Char('0'));
     }
-    if (m_type == QLatin1String("int8"))
+    if (type == QLatin1String("int8"))
         return QStringLiteral("%1").arg(uint(t.toInt() & 0xff), 2, 16, QLatin1Char('0'));
-    if (m_type == QLatin1String("double")) {
-        const quint64 count = static_cast<quint64>(stepCount(t.toDouble() / step()));
+    if (type == QLatin1String("double")) {
+        const quint64 count = static_cast<quint64>(stepCount(t.toDouble() / step));
         return QString::number(count, 16).rightJustified(digits, QLatin1Char('0'));
     }
-    if (m_type == QLatin1String("int16double")) {
-        const qint32 count = static_cast<qint32>(stepCount(t.toDouble() / step()));
+    if (type == QLatin1String("int16double")) {
+        const qint32 count = static_cast<qint32>(stepCount(t.toDouble() / step));
         return QString::number(count & 0xffff, 16).rightJustified(digits, QLatin1Char('0'));
     }
-    if (m_type == QLatin1String("string")) {
+    if (type == QLatin1String("string"))
         return QString::fromLatin1(CUtil::reversed(t.toLocal8Bit()).toHex());
-    }
-    if (m_type == QLatin1String("hex"))
+    if (type == QLatin1String("hex"))
         return t.startsWith(QLatin1String("0x")) ? t.mid(2) : t;
-    if (m_type == QLatin1String("addr"))
+    if (type == QLatin1String("addr"))
         return QString(t).remove(QLatin1Char(':'));
-    if (m_type == QLatin1String("littleEnd")) {
+    if (type == QLatin1String("littleEnd")) {
         const QString digitsOnly = QString(t).remove(QLatin1Char(':'));
         QString out;
         for (int i = 0; i < digitsOnly.size(); i += 2)
@@ -379,7 +379,7 @@ void CValidateLineEdit::setValue(QString hexText)
         const int width = m_length == QLatin1String("0") ? 0 : m_length.toInt() - 2;
         setText(QStringLiteral("0x") + hexText.rightJustified(width, QLatin1Char('0')));
     } else if (m_type == QLatin1String("addr") || m_type == QLatin1String("littleEnd")) {
-        setText(joinPairs(hexText));
+        setText(CUtil::colonPairs(hexText));
     } else {
         setText(hexText);
     }

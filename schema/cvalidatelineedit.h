@@ -63,6 +63,8 @@ public:
     void repair();
     // The hex value text of the current kind; repairs the text first.
     QString value();
+    // The conversion value() makes, for a text of an editor of these limits.
+    static QString valueForm(const Limits& limits, const QString& text);
     void setValue(QString hexText);
     QString type() const { return m_type; }
     // Whole steps in a quotient of a value by its step, as the wire counts them.
@@ -88,6 +90,7 @@ private:
     void applyMaxLength(const QString& length);
     int uuidDigits() const;
     double step() const;
+    static double stepOf(const QString& singleStep);
 
     QString m_min;
     QString m_max;

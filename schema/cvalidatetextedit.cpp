@@ -6,6 +6,7 @@
 #include <QTextCursor>
 
 #include "app/flat/cflatmessage.h"
+#include "schema/cutil.h"
 
 namespace {
 
@@ -47,10 +48,7 @@ void CValidateTextEdit::repair()
     QString digits = toPlainText().remove(QLatin1Char(':'));
     if (digits.size() % 2 != 0)
         digits.append(QLatin1Char('0'));
-    QString out;
-    for (int i = 0; i < digits.size(); i += 2)
-        out += digits.mid(i, 2) + QLatin1Char(':');
-    out.chop(1);
+    const QString out = CUtil::colonPairs(digits);
     if (out != toPlainText())
         setPlainText(out);
 }

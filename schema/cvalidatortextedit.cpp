@@ -1,8 +1,9 @@
 #include "cvalidatortextedit.h"
 
 #include <QRegExp>
-#include <QStringList>
 #include <QTextCursor>
+
+#include "schema/cutil.h"
 
 CValidatorTextEdit::CValidatorTextEdit(int kind, QWidget* parent)
     : QTextEdit(parent)
@@ -33,10 +34,7 @@ void CValidatorTextEdit::repair()
     QString digits = toPlainText().remove(QLatin1Char(':'));
     if (digits.size() % 2 != 0)
         digits.prepend(QLatin1Char('0'));
-    QStringList pairs;
-    for (int i = 0; i < digits.size(); i += 2)
-        pairs << digits.mid(i, 2);
-    const QString repaired = pairs.join(QLatin1Char(':'));
+    const QString repaired = CUtil::colonPairs(digits);
     if (repaired != toPlainText())
         setPlainText(repaired);
 }

@@ -2,17 +2,6 @@
 
 #include <QHBoxLayout>
 
-#include "schema/cutil.h"
-
-namespace {
-
-QString paddedHex(quint64 value, const QString& byteLength)
-{
-    return QString::number(value, 16).rightJustified(2 * byteLength.toInt(), QLatin1Char('0'));
-}
-
-} // namespace
-
 CLineEditSetting::CLineEditSetting(const QString& key, const QString& title, const Limits& limits,
                                    const QString& defaultText, CSetting* parent)
     : CSetting(key, title, parent)
@@ -25,23 +14,10 @@ CLineEditSetting::CLineEditSetting(const QString& key, const QString& title, con
 
 QString CLineEditSetting::valueForm(const Limits& limits, const QString& text)
 {
-    const QString& type = limits.type;
-    if (type == "int")
-        return paddedHex(text.toULongLong(), limits.length);
-    if (type == "hex")
-        return text.mid(2);
-    if (type == "addr" || type == "littleEnd")
-        return QString(text).remove(':');
-    if (type == "string") {
-        return QString::fromLatin1(CUtil::reversed(text.toLocal8Bit()).toHex());
-    }
-    if (type == "double" || type == "int16double") {
-        const qint64 count = CValidateLineEdit::stepCount(text.toDouble() / limits.singleStep.toDouble());
-        if (type == "int16double")
-            return paddedHex(quint16(count), limits.length);
-        return paddedHex(quint64(count), limits.length);
-    }
-    return text;
+    // Unlike the editor, a littleEnd default stays in typed order; its one row has all bytes alike.
+    if (limits.type == QLatin1String("littleEnd"))
+        return QString(text).remove(QLatin1Char(':'));
+    return CValidateLineEdit::valueForm(limits, text);
 }
 
 void CLineEditSetting::setReadOnly(bool readOnly)

@@ -80,8 +80,13 @@ QByteArray CProfileTableModel::value() const
 void CProfileTableModel::setValue(const QByteArray& records)
 {
     beginResetModel();
-    m_rows.clear();
-    // A record cut short by the end of the data is dropped rather than read past the end.
+    m_rows = parseRows(records);
+    endResetModel();
+}
+
+QVector<CProfileTableModel::Row> CProfileTableModel::parseRows(const QByteArray& records)
+{
+    QVector<Row> rows;
     for (int at = 0; at + 2 < records.size();) {
         const int length = quint8(records.at(at + 1));
         if (length == 0 || at + 2 + length > records.size())
@@ -90,8 +95,8 @@ void CProfileTableModel::setValue(const QByteArray& records)
         row.checkState = records.at(at) == 1 ? Qt::Checked : Qt::Unchecked;
         row.id = quint8(records.at(at + 2));
         row.name = QString::fromLatin1(records.mid(at + 3, length - 1));
-        m_rows.append(row);
+        rows.append(row);
         at += 2 + length;
     }
-    endResetModel();
+    return rows;
 }

@@ -32,6 +32,10 @@ public:
     QByteArray value() const;
     void setValue(const QByteArray& records);
 
+    // The rows a value holds, in order. A record of length 0 has no id and ends the walk, like
+    // one cut short by the end of the data: what follows can't be told from garbage.
+    static QVector<Row> parseRows(const QByteArray& records);
+
 private:
     QVector<Row> m_rows;
 };

@@ -125,9 +125,10 @@ private slots:
         QCOMPARE(m_widget->msg()->openPort(pty.portName()), 0);
         QTemporaryDir dir;
         QSettings settings(dir.filePath("seed.ini"), QSettings::IniFormat);
-        // device_name holds the name's bytes last to first; profile items are flag, length, data.
+        // device_name holds the name's bytes last to first; profile records are flag, length, data.
         settings.setValue("seed/device_name", "636261");
-        settings.setValue("seed/profile", QByteArray::fromHex("010111" "000122" "01023344"));
+        // The empty record ends the walk: the record behind it is not sent.
+        settings.setValue("seed/profile", QByteArray::fromHex("010111" "000122" "01023344" "0000" "01025541"));
         m_widget->loadConfig(settings, "seed");
 
         m_widget->on_staticConfigSet();

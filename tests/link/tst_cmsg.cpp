@@ -123,6 +123,25 @@ private slots:
         QCOMPARE(got, expected);
     }
 
+    // A far end that stops reading fills the driver: a frame goes out in part, the rest and the
+    // frames behind it wait until the port drains, and all arrive whole and in order.
+    void partialWritesFinishInOrder()
+    {
+        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        QByteArray expected;
+        for (char fill : {'a', 'b', 'c'}) {
+            const QByteArray frame = bytes("aa0501ffff") + QByteArray(0xffff, fill);
+            QCOMPARE(m_msg->sendMsg(frame), 0);
+            expected += frame + char(-(0xaa + 0x05 + 0x01 + 0xff + 0xff + 0xff * fill));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(m_msg->pendingBytes() > 0, 10000);
+        QByteArray got;
+        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= expected.size(), 20000);
+        QCOMPARE(got.size(), expected.size());
+        QVERIFY(got == expected);
+        QCOMPARE(m_msg->pendingBytes(), 0);
+    }
+
     // One holder per port; closing drops the queue, and a reopened port sends and hears again,
     // every parser signal and log line passed on.
     void reopenedPortSendsAndHears()

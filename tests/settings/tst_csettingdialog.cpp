@@ -74,6 +74,7 @@ private slots:
         QTest::newRow("negative int16double keeps 16 bits") << "int16double" << "0.1" << "-12.5" << "ff83";
         QTest::newRow("three tenths are three steps") << "int16double" << "0.1" << "0.3" << "0003";
         QTest::newRow("littleEnd stays in typed order") << "littleEnd" << "" << "01:02" << "0102";
+        QTest::newRow("negative int in two's complement, as the editor sends it") << "int" << "" << "-2" << "fffe";
     }
 
     void defaultValueForms()
