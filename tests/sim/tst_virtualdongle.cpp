@@ -1,8 +1,12 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-#include "virtualair.h"
-#include "virtualdongle.h"
+#include "air/virtualair.h"
+#include "dongle/connectionmanager.h"
+#include "dongle/initiatorengine.h"
+#include "dongle/scannerengine.h"
+#include "dongle/virtualdongle.h"
+#include "world/worldloader.h"
 
 static const char* const kReset = "AA 00 01 00 00 55";
 static const char* const kResetAnswer =
@@ -29,6 +33,7 @@ class tst_VirtualDongle : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { Responder::setChecking(true); }
     // Each step is downlink hex, or "mute", "status ID N", "drop CONDIX", "split N HEX" (in chunks of
     // N bytes); after it comes all the uplink of its row in `ups`.
     void dialogues_data()
@@ -103,7 +108,7 @@ private slots:
             else if (step.startsWith(QLatin1String("status ")))
                 dongle.setStatus(arg1, quint8(rest.toInt()));
             else if (step.startsWith(QLatin1String("drop ")))
-                QVERIFY(dongle.dropConnection(arg1.toInt()));
+                QVERIFY(dongle.connections()->drop(arg1.toInt()));
             else if (step.startsWith(QLatin1String("split ")))
                 for (int at = 0; at < hex(rest).size(); at += arg1.toInt())
                     dongle.feed(hex(rest).mid(at, arg1.toInt()));
@@ -111,7 +116,7 @@ private slots:
                 dongle.feed(hex(step));
             QTRY_COMPARE_WITH_TIMEOUT(up.toHex(' '), hex(ups.at(i)).toHex(' '), 5000);
         }
-        QVERIFY(!dongle.isConnecting()); // every procedure has ended
+        QVERIFY(!dongle.initiator()->isConnecting()); // every procedure has ended
     }
     // The first two uplink frames after a scan's start and its two answers.
     void scanReports_data()
@@ -145,10 +150,12 @@ private slots:
         QFETCH(QByteArray, start);
 
         VirtualAir air;
-        QString error;
-        QVERIFY2(air.loadWorldJson(world, &error), qPrintable(error));
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader("world.json");
+        QVERIFY2(loader.parse(world, &devices), qPrintable(loader.error()));
+        air.setWorld(devices);
         VirtualDongle dongle(0, &air);
-        dongle.setRssiJitter(0);
+        dongle.scanner()->setRssiJitter(0);
         dongle.feed(hex(kReset));
         QSignalSpy spy(&dongle, &VirtualDongle::uplink);
         dongle.feed(start); // acked, and started, as the dialogues show
@@ -158,7 +165,7 @@ private slots:
         QCOMPARE(spy.at(2).at(0).toByteArray().toHex(' '), first.toHex(' '));
         QCOMPARE(spy.at(3).at(0).toByteArray().toHex(' '), second.toHex(' '));
         dongle.feed(hex("AA 01 03 00 00 52"));
-        QVERIFY(!dongle.isScanning());
+        QVERIFY(!dongle.scanner()->isScanning());
     }
     void defaultWorld()
     {
@@ -196,9 +203,12 @@ private slots:
         QFETCH(bool, loads);
         QFETCH(QString, error);
         VirtualAir air;
-        QString reported;
-        const bool loaded = source.startsWith('{') ? air.loadWorldJson(source.toUtf8(), &reported)
-                                                   : air.loadWorld(QStringLiteral(SRCDIR "../../sim/worlds/") + source, &reported);
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(QStringLiteral(SRCDIR "../../sim/worlds/") + source);
+        const bool loaded = source.startsWith('{') ? loader.parse(source.toUtf8(), &devices) : loader.load(&devices);
+        const QString reported = loader.error();
+        if (loaded)
+            air.setWorld(devices);
         QVERIFY2(loaded == loads, qPrintable(reported));
         if (!error.isEmpty())
             QCOMPARE(reported, error);
@@ -206,10 +216,9 @@ private slots:
     }
     void repeatMakesNumberedCopies()
     {
-        VirtualAir air;
-        QVERIFY(air.loadWorldJson(R"({"devices": [{"name": "Tag %n", "address": "C6:5A:21:00:00:FF",
-            "connectable": false, "repeat": 3}]})", nullptr));
-        const auto& all = air.advertisers();
+        QVector<VirtualAdvertiser> all;
+        QVERIFY(WorldLoader("world.json").parse(R"({"devices": [{"name": "Tag %n", "address": "C6:5A:21:00:00:FF",
+            "connectable": false, "repeat": 3}]})", &all));
         QCOMPARE(all.size(), 3);
         QCOMPARE(all.at(2).name, QStringLiteral("Tag 2"));
         // FF + 2 carries into the next byte.

@@ -1,5 +1,7 @@
 #include "commandtable.h"
 
+#include <algorithm>
+
 #include <QFile>
 #include <QXmlStreamReader>
 
@@ -19,6 +21,15 @@ int SimCommandTable::Command::fixedPayloadLength() const
     return end - 4;
 }
 
+const SimCommandTable::Field* SimCommandTable::Command::field(const QString& key) const
+{
+    for (const Field& field : fields) {
+        if (field.key == key)
+            return &field;
+    }
+    return nullptr;
+}
+
 const SimCommandTable& SimCommandTable::instance()
 {
     static const SimCommandTable table;
@@ -30,8 +41,6 @@ SimCommandTable::SimCommandTable()
     initSimResources();
     m_downlinks = load(QStringLiteral(":/sim/conf/down_link_command.xml"));
     m_uplinks = load(QStringLiteral(":/sim/conf/up_link_command.xml"));
-    for (auto it = m_downlinks.cbegin(); it != m_downlinks.cend(); ++it)
-        m_downlinkIdByName.insert(it->name, it.key());
 }
 
 QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& path)
@@ -69,13 +78,15 @@ const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) con
     return it == m_downlinks.cend() ? nullptr : &it.value();
 }
 
-const SimCommandTable::Command* SimCommandTable::downlinkByName(const QString& name) const
-{
-    return downlink(m_downlinkIdByName.value(name));
-}
-
 const SimCommandTable::Command* SimCommandTable::uplink(const QString& id) const
 {
     const auto it = m_uplinks.constFind(id);
     return it == m_uplinks.cend() ? nullptr : &it.value();
+}
+
+QStringList SimCommandTable::downlinkIds() const
+{
+    QStringList ids = m_downlinks.keys();
+    std::sort(ids.begin(), ids.end());
+    return ids;
 }

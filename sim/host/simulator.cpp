@@ -5,10 +5,12 @@
 #include <QDir>
 #include <QRegularExpression>
 
+#include "air/virtualair.h"
+#include "dongle/connectionmanager.h"
+#include "dongle/virtualdongle.h"
+#include "proto/simframe.h"
 #include "ptyendpoint.h"
-#include "simframe.h"
-#include "virtualair.h"
-#include "virtualdongle.h"
+#include "world/worldloader.h"
 
 Simulator::Simulator(QObject* parent)
     : QObject(parent)
@@ -37,8 +39,16 @@ QString Simulator::defaultFolder()
 
 bool Simulator::start(const Options& options, QString* error)
 {
-    if (!options.worldFile.isEmpty() && !m_air->loadWorld(options.worldFile, error))
-        return false;
+    if (!options.worldFile.isEmpty()) {
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(options.worldFile);
+        if (!loader.load(&devices)) {
+            if (error)
+                *error = loader.error();
+            return false;
+        }
+        m_air->setWorld(devices);
+    }
     if (!options.traceFile.isEmpty()) {
         m_trace = std::make_unique<QFile>(options.traceFile);
         if (!m_trace->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
@@ -172,7 +182,7 @@ QString Simulator::control(const QString& line)
         const int condix = rest.toInt(&condixOk);
         if (!condixOk)
             return QStringLiteral("error: drop takes a connection index");
-        if (!d->dropConnection(condix))
+        if (!d->connections()->drop(condix))
             return QStringLiteral("error: dongle %1 has no connection %2").arg(n).arg(condix);
         return QStringLiteral("ok");
     }
