@@ -20,6 +20,7 @@ class Engine;
 class FrameReader;
 class InitiatorEngine;
 class LocalDeviceEngine;
+class LogFlood;
 class ScannerEngine;
 
 // One simulated dongle as a protocol engine: downlink bytes in, uplink frames out. It knows
@@ -57,6 +58,9 @@ public:
     void setStatus(const QString& commandId, quint8 status);
     void sendLog(const QString& text);
     void inject(const QByteArray& bytes);
+    // Log lines at this rate until it is 0; at most LogFlood::MaxLinesPerSecond.
+    void setFlood(int linesPerSecond);
+    int flood() const;
     bool hasBeenReset() const { return m_reset; }
 
     LocalDeviceEngine* localDevice() const { return m_localDevice.get(); }
@@ -80,11 +84,12 @@ public:
 signals:
     // One emission per uplink frame, in order (an injected chunk counts as one).
     void uplink(const QByteArray& bytes);
-    // Every well-formed downlink frame, checksum included, before it is acted on.
+    // Every downlink frame with a good checksum, command or loader frame, before it is acted on.
     void downlinkFrame(const QByteArray& frame);
 
 private:
     void handleFrame(const QByteArray& frame);
+    void handleLoaderFrame(const QByteArray& frame);
     void handleCommand(const Request& request);
     void reset();
     void send(const QByteArray& frame);
@@ -92,6 +97,7 @@ private:
     const int m_number;
     QPointer<VirtualAir> m_air; // the air may go first when both are children of one object
     FrameReader* m_reader = nullptr;
+    LogFlood* m_flood = nullptr;
     Responder m_responder;
     Router m_router;
     QRandomGenerator m_random;

@@ -8,6 +8,8 @@
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/virtualdongle.h"
+#include "dongle/logflood.h"
+#include "portfolderlock.h"
 #include "proto/simframe.h"
 #include "ptyendpoint.h"
 #include "world/worldloader.h"
@@ -61,6 +63,13 @@ bool Simulator::start(const Options& options, QString* error)
     if (!QDir().mkpath(folder)) {
         if (error)
             *error = QStringLiteral("cannot make the port folder %1").arg(folder);
+        return false;
+    }
+    m_lock = std::make_unique<PortFolderLock>(folder);
+    QString lockError;
+    if (!m_lock->acquire(&lockError)) {
+        if (error)
+            *error = lockError;
         return false;
     }
     for (int n = 0; n < options.dongles; ++n) {
@@ -126,7 +135,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -184,6 +193,14 @@ QString Simulator::control(const QString& line)
             return QStringLiteral("error: drop takes a connection index");
         if (!d->connections()->drop(condix))
             return QStringLiteral("error: dongle %1 has no connection %2").arg(n).arg(condix);
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("flood")) {
+        bool rateOk = false;
+        const int rate = rest.toInt(&rateOk);
+        if (!rateOk || rate < 0 || rate > LogFlood::MaxLinesPerSecond)
+            return QStringLiteral("error: flood takes 0 to %1 lines a second").arg(LogFlood::MaxLinesPerSecond);
+        d->setFlood(rate);
         return QStringLiteral("ok");
     }
     // log

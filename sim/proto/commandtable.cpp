@@ -41,6 +41,7 @@ SimCommandTable::SimCommandTable()
     initSimResources();
     m_downlinks = load(QStringLiteral(":/sim/conf/down_link_command.xml"));
     m_uplinks = load(QStringLiteral(":/sim/conf/up_link_command.xml"));
+    addHandBuilt();
 }
 
 QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& path)
@@ -70,6 +71,25 @@ QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& pa
         }
     }
     return commands;
+}
+
+// Frames that the tool assembles itself, without a row in down_link_command.xml: the advertising
+// data of the three kinds of set (lengths and data follow the index) and the pairing answer (its
+// body depends on the request type).
+void SimCommandTable::addHandBuilt()
+{
+    const QVector<Command> handBuilt = {
+        {QStringLiteral("Legacy Advertising Data Set"), QStringLiteral("01@25"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Extended Advertising Data Set"), QStringLiteral("01@2D"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Periodic Advertising Data Set"), QStringLiteral("01@33"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Sending Confirm Information"), QStringLiteral("02@07"),
+         {{QStringLiteral("type"), 4, 1}, {QStringLiteral("body"), 5, 0}}},
+    };
+    for (const Command& command : handBuilt)
+        m_downlinks.insert(command.id, command);
 }
 
 const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) const

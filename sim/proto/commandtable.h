@@ -34,6 +34,7 @@ public:
 private:
     SimCommandTable();
     static QHash<QString, Command> load(const QString& path);
+    void addHandBuilt();
 
     QHash<QString, Command> m_downlinks;
     QHash<QString, Command> m_uplinks;
