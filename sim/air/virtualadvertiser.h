@@ -4,6 +4,8 @@
 #include <QJsonArray>
 #include <QString>
 
+class Peer;
+
 // One advertiser in the virtual air: a peripheral of the world file or an advertising set of a
 // simulated dongle.
 struct VirtualAdvertiser {
@@ -29,4 +31,6 @@ struct VirtualAdvertiser {
     QJsonArray services;
     // -1 for a device of the world; otherwise the number of the dongle that advertises.
     int owner = -1;
+    // Who answers a connection; null for an advertiser that takes none.
+    Peer* peer = nullptr;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "worlddevice.h"
 #include "world/worldloader.h"
 
 VirtualAir::VirtualAir(QObject* parent)
@@ -10,8 +11,22 @@ VirtualAir::VirtualAir(QObject* parent)
     setWorld(WorldLoader::defaultWorld());
 }
 
-void VirtualAir::setWorld(const QVector<VirtualAdvertiser>& devices)
+VirtualAir::~VirtualAir() = default;
+
+void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
 {
+    for (Link* link : findChildren<Link*>(QString(), Qt::FindDirectChildrenOnly)) {
+        const bool toTheWorld = std::any_of(m_devices.cbegin(), m_devices.cend(), [link](const auto& device) {
+            return link->party(Link::Peripheral).peer == device.get();
+        });
+        if (toTheWorld)
+            link->abandon(Link::Peripheral);
+    }
+    m_devices.clear();
+    for (VirtualAdvertiser& device : devices) {
+        m_devices.push_back(std::make_unique<WorldDevice>(device.services));
+        device.peer = m_devices.back().get();
+    }
     m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),
                                        [](const VirtualAdvertiser& a) { return a.owner < 0; }),
                         m_advertisers.end());
@@ -33,22 +48,8 @@ void VirtualAir::removeAdvertisers(int owner)
     emit changed();
 }
 
-bool VirtualAir::isLinked(const QByteArray& address, quint8 addressType) const
+void VirtualAir::connectTo(const Link::Party& central, const VirtualAdvertiser& target,
+                           const Link::Parameters& parameters)
 {
-    // Every scan asks for every advertising event: the common case of no link stays cheap.
-    return !m_links.isEmpty() && m_links.contains(address + char(addressType));
-}
-
-bool VirtualAir::link(const QByteArray& address, quint8 addressType)
-{
-    const QByteArray key = address + char(addressType);
-    if (m_links.contains(key))
-        return false;
-    m_links.insert(key);
-    return true;
-}
-
-void VirtualAir::unlink(const QByteArray& address, quint8 addressType)
-{
-    m_links.remove(address + char(addressType));
+    (new Link(central, {target.peer, target.address, target.addressType}, parameters, this))->open();
 }

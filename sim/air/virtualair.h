@@ -1,14 +1,19 @@
 #pragma once
 
-#include <QByteArray>
+#include <memory>
+#include <vector>
+
 #include <QObject>
-#include <QSet>
 #include <QVector>
 
+#include "link.h"
 #include "virtualadvertiser.h"
 
-// The world that all simulated dongles share: what they can hear, and what they advertise
-// themselves, so that one dongle can scan another.
+class WorldDevice;
+
+// The medium that all simulated dongles share: the advertising sets of the world's devices and
+// of the dongles themselves, so that one dongle scans and connects to another, and the links
+// between them.
 class VirtualAir : public QObject
 {
     Q_OBJECT
@@ -17,24 +22,22 @@ class VirtualAir : public QObject
 public:
     // The air starts with the default world.
     explicit VirtualAir(QObject* parent = nullptr);
+    ~VirtualAir() override;
 
-    // Replaces the world's devices; the dongles' advertising sets stay.
-    void setWorld(const QVector<VirtualAdvertiser>& devices);
+    // Replaces the world's devices, ending their links; the dongles' advertising sets stay.
+    void setWorld(QVector<VirtualAdvertiser> devices);
     const QVector<VirtualAdvertiser>& advertisers() const { return m_advertisers; }
     // Advertising sets of dongles, removed again by owner.
     void addAdvertiser(const VirtualAdvertiser& advertiser);
     void removeAdvertisers(int owner);
 
-    // Peers in a connection, by address and type. A peer takes one central at a time and does
-    // not advertise while linked, as most sensors do.
-    bool isLinked(const QByteArray& address, quint8 addressType) const;
-    bool link(const QByteArray& address, quint8 addressType);
-    void unlink(const QByteArray& address, quint8 addressType);
+    // A central connects to the peer of an advertiser; both ends hear of it before this returns.
+    void connectTo(const Link::Party& central, const VirtualAdvertiser& target, const Link::Parameters& parameters);
 
 signals:
     void changed();
 
 private:
     QVector<VirtualAdvertiser> m_advertisers;
-    QSet<QByteArray> m_links; // address + type
+    std::vector<std::unique_ptr<WorldDevice>> m_devices;
 };

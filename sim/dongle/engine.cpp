@@ -15,3 +15,11 @@ void Engine::powerCycle()
 {
     reset();
 }
+
+void Engine::linkOpened(int, Link*)
+{
+}
+
+void Engine::linkClosed(int)
+{
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+class Link;
 class Router;
 class VirtualDongle;
 
@@ -16,6 +17,9 @@ public:
     virtual void reset();
     // Unplugged and plugged in again: back to the defaults.
     virtual void powerCycle();
+    // A link of the dongle, as central or peripheral, stands or has ended.
+    virtual void linkOpened(int condix, Link* link);
+    virtual void linkClosed(int condix);
 
 protected:
     VirtualDongle& m_dongle;

@@ -4,6 +4,7 @@
 
 #include <QTimer>
 
+#include "air/peer.h"
 #include "air/virtualair.h"
 #include "connectionmanager.h"
 #include "localdeviceengine.h"
@@ -143,7 +144,7 @@ const VirtualAdvertiser* InitiatorEngine::target() const
             if (a.addressType != quint8(key.at(6)) || a.address != key.left(6))
                 continue;
             const bool scanned = phys & (a.primaryPhy == 3 ? 0x04 : 0x01);
-            const bool free = !air->isLinked(a.address, a.addressType);
+            const bool free = a.peer && !a.peer->hasCentral();
             return a.owner != m_dongle.number() && a.connectable && a.rssi >= -100 && scanned && free ? &a : nullptr;
         }
         return nullptr;
@@ -180,9 +181,13 @@ void InitiatorEngine::establish(const VirtualAdvertiser& peer)
 {
     // A central takes the longest interval allowed, and latency and supervision timeout as asked.
     const char* suffix = scanSuffix(peer);
-    m_connections.addCentral(peer, m_initiating->number(key("interval_max", suffix)),
-                             m_initiating->number(key("latency", suffix)),
-                             m_initiating->number(key("supervision_timeout", suffix)));
+    Link::Parameters parameters;
+    parameters.interval = m_initiating->number(key("interval_max", suffix));
+    parameters.latency = m_initiating->number(key("latency", suffix));
+    parameters.timeout = m_initiating->number(key("supervision_timeout", suffix));
+    parameters.centralClockAccuracy = ConnectionManager::ClockAccuracy;
+    m_dongle.air()->connectTo({&m_connections, m_localDevice.identityAddress(), m_localDevice.identityAddressType()},
+                              peer, parameters);
 
     // A direct connection ends the procedure; an automatic one goes on until every device of
     // the white list is connected.

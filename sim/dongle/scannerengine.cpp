@@ -2,6 +2,7 @@
 
 #include <QTimer>
 
+#include "air/peer.h"
 #include "air/virtualair.h"
 #include "localdeviceengine.h"
 #include "proto/request.h"
@@ -116,8 +117,9 @@ void ScannerEngine::rescheduleAll()
 
 bool ScannerEngine::hears(const VirtualAdvertiser& advertiser) const
 {
+    // A peripheral with a central stops its connectable advertising.
     if (advertiser.owner == m_dongle.number() || advertiser.rssi < -100
-        || m_dongle.air()->isLinked(advertiser.address, advertiser.addressType))
+        || (advertiser.peer && advertiser.peer->hasCentral()))
         return false;
     const quint8 flags = adFlags(advertiser.advData);
     switch (m_scanType) {

@@ -52,6 +52,8 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
 // Engines go before the reader and the air's pointer, which they may still use on the way out.
 VirtualDongle::~VirtualDongle()
 {
+    if (m_air)
+        m_air->removeAdvertisers(m_number);
     m_initiator.reset();
     m_scanner.reset();
     m_connections.reset();
@@ -141,6 +143,18 @@ bool VirtualDongle::reserveBulk(int frameSize)
         return false;
     m_budget -= frameSize;
     return true;
+}
+
+void VirtualDongle::linkOpened(int condix, Link* link)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkOpened(condix, link);
+}
+
+void VirtualDongle::linkClosed(int condix)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkClosed(condix);
 }
 
 void VirtualDongle::handleFrame(const QByteArray& frame)

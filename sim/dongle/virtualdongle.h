@@ -77,6 +77,9 @@ public:
     // size fits now, and then it is counted.
     bool reserveBulk(int frameSize);
     QRandomGenerator& random() { return m_random; }
+    // From the connection manager, for every engine.
+    void linkOpened(int condix, Link* link);
+    void linkClosed(int condix);
 
     // Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
     static QByteArray probeAnswer();

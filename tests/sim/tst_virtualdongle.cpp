@@ -9,6 +9,7 @@
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
 #include "proto/commandtable.h"
+#include "uplinkbytes.h"
 #include "world/worldloader.h"
 
 static const char* const kReset = "AA 00 01 00 00 55";
@@ -25,42 +26,6 @@ static const char* const kAutoConnect = CONNECT("01 01 00 00", "00 00 00 00 00 0
 static const char* const kConnectAck = "BB 01 3F 01 00 00 04";
 static const char* const kHrCondix0 = "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 01 00 00 10 5A C6 00 68";
 static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
-
-static QByteArray hex(const QString& text) { return QByteArray::fromHex(text.toLatin1()); }
-
-// Frames separated by " | "; "log: TEXT" stands for a dongle log line, built here rather than by
-// the simulator.
-static QByteArray frames(const QString& text)
-{
-    QByteArray bytes;
-    for (const QString& part : text.split(" | ", Qt::SkipEmptyParts)) {
-        if (!part.startsWith("log: ")) {
-            bytes += hex(part);
-            continue;
-        }
-        const QByteArray line = part.mid(5).toUtf8();
-        QByteArray frame = hex("FF 00 00") + char(line.size() & 0xFF) + char(line.size() >> 8) + line;
-        quint8 sum = 0;
-        for (char byte : frame)
-            sum = quint8(sum + quint8(byte));
-        bytes += frame + char(quint8(-sum));
-    }
-    return bytes;
-}
-
-// Cuts an uplink byte stream into frames; what is left over is returned as a last, partial one.
-static QList<QByteArray> cut(QByteArray stream)
-{
-    QList<QByteArray> list;
-    while (stream.size() >= 5) {
-        const int size = quint8(stream.at(3)) + quint8(stream.at(4)) * 256 + 6;
-        list.append(stream.left(size));
-        stream.remove(0, size);
-    }
-    if (!stream.isEmpty())
-        list.append(stream);
-    return list;
-}
 
 // The simulator's protocol engine in-process: downlink bytes in, uplink bytes out.
 class tst_VirtualDongle : public QObject
@@ -248,12 +213,7 @@ private slots:
         QByteArray up;
         connect(&dongle, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
         dongle.feed(hex(kReset));
-        const auto ids = [&up] {
-            QStringList list;
-            for (const QByteArray& frame : cut(up))
-                list.append(QString(frame.left(3).toHex('@')).toUpper());
-            return list;
-        };
+        const auto ids = [&up] { return uplinkIds(up); };
         for (const QString& request : requests) {
             if (request.startsWith("wait ")) {
                 QTRY_VERIFY_WITH_TIMEOUT(ids().contains(request.mid(5)), 5000);
