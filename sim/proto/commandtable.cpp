@@ -1,5 +1,7 @@
 #include "commandtable.h"
 
+#include <algorithm>
+
 #include <QFile>
 #include <QXmlStreamReader>
 
@@ -19,6 +21,15 @@ int SimCommandTable::Command::fixedPayloadLength() const
     return end - 4;
 }
 
+const SimCommandTable::Field* SimCommandTable::Command::field(const QString& key) const
+{
+    for (const Field& field : fields) {
+        if (field.key == key)
+            return &field;
+    }
+    return nullptr;
+}
+
 const SimCommandTable& SimCommandTable::instance()
 {
     static const SimCommandTable table;
@@ -30,8 +41,7 @@ SimCommandTable::SimCommandTable()
     initSimResources();
     m_downlinks = load(QStringLiteral(":/sim/conf/down_link_command.xml"));
     m_uplinks = load(QStringLiteral(":/sim/conf/up_link_command.xml"));
-    for (auto it = m_downlinks.cbegin(); it != m_downlinks.cend(); ++it)
-        m_downlinkIdByName.insert(it->name, it.key());
+    addHandBuilt();
 }
 
 QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& path)
@@ -63,19 +73,40 @@ QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& pa
     return commands;
 }
 
+// Frames that the tool assembles itself, without a row in down_link_command.xml: the advertising
+// data of the three kinds of set (lengths and data follow the index) and the pairing answer (its
+// body depends on the request type).
+void SimCommandTable::addHandBuilt()
+{
+    const QVector<Command> handBuilt = {
+        {QStringLiteral("Legacy Advertising Data Set"), QStringLiteral("01@25"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Extended Advertising Data Set"), QStringLiteral("01@2D"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Periodic Advertising Data Set"), QStringLiteral("01@33"),
+         {{QStringLiteral("advIndex"), 4, 1}, {QStringLiteral("data"), 5, 0}}},
+        {QStringLiteral("Sending Confirm Information"), QStringLiteral("02@07"),
+         {{QStringLiteral("type"), 4, 1}, {QStringLiteral("body"), 5, 0}}},
+    };
+    for (const Command& command : handBuilt)
+        m_downlinks.insert(command.id, command);
+}
+
 const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) const
 {
     const auto it = m_downlinks.constFind(id);
     return it == m_downlinks.cend() ? nullptr : &it.value();
 }
 
-const SimCommandTable::Command* SimCommandTable::downlinkByName(const QString& name) const
-{
-    return downlink(m_downlinkIdByName.value(name));
-}
-
 const SimCommandTable::Command* SimCommandTable::uplink(const QString& id) const
 {
     const auto it = m_uplinks.constFind(id);
     return it == m_uplinks.cend() ? nullptr : &it.value();
+}
+
+QStringList SimCommandTable::downlinkIds() const
+{
+    QStringList ids = m_downlinks.keys();
+    std::sort(ids.begin(), ids.end());
+    return ids;
 }

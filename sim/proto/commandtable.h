@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 // The command vocabulary as the protocol's XML files define it: downlink ids to names and field
@@ -20,20 +21,21 @@ public:
         QVector<Field> fields;
         // Payload bytes the fields take; -1 when a field of length 0 makes the payload variable.
         int fixedPayloadLength() const;
+        const Field* field(const QString& key) const;
     };
 
     static const SimCommandTable& instance();
 
     const Command* downlink(const QString& id) const;
-    const Command* downlinkByName(const QString& name) const;
     const Command* uplink(const QString& id) const;
-    bool isLoaded() const { return !m_downlinks.isEmpty() && !m_uplinks.isEmpty(); }
+    // Every downlink id, sorted.
+    QStringList downlinkIds() const;
 
 private:
     SimCommandTable();
     static QHash<QString, Command> load(const QString& path);
+    void addHandBuilt();
 
     QHash<QString, Command> m_downlinks;
     QHash<QString, Command> m_uplinks;
-    QHash<QString, QString> m_downlinkIdByName;
 };

@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <QVector>
 
+class PortFolderLock;
 class PtyEndpoint;
 class VirtualAir;
 class VirtualDongle;
@@ -32,7 +33,8 @@ public:
     explicit Simulator(QObject* parent = nullptr);
     ~Simulator() override;
 
-    // Builds the world and opens one terminal per dongle; the lines say what went wrong.
+    // Builds the world, takes the port folder and opens one terminal per dongle; the error says
+    // what went wrong.
     bool start(const Options& options, QString* error);
     // "ttySIM0 -> /dev/pts/7", one per dongle.
     QStringList portLines() const;
@@ -53,6 +55,7 @@ signals:
 private:
     void trace(int dongle, const char* direction, const QByteArray& bytes);
 
+    std::unique_ptr<PortFolderLock> m_lock;
     VirtualAir* m_air = nullptr;
     QVector<VirtualDongle*> m_dongles;
     QVector<PtyEndpoint*> m_endpoints;

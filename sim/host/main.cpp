@@ -42,6 +42,7 @@ int main(int argc, char* argv[])
         "  inject N HEX              raw bytes up the link\n"
         "  log N TEXT                a dongle log line\n"
         "  drop N CONDIX             the peer of that connection goes away (reason 0x13)\n"
+        "  flood N LINES_PER_SECOND  log lines at that rate, 0 stops (at most 1000)\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

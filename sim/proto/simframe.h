@@ -17,8 +17,14 @@ constexpr int MaxLength = 5000;
 // Minus the 8-bit sum of the bytes, so that a whole frame sums to 0.
 quint8 checksum(const QByteArray& bytes);
 QByteArray build(quint8 header, quint8 module, quint8 opcode, const QByteArray& payload);
-// "MM@OO", upper-case hex, as the command files write downlink ids.
+// "MM@OO", upper-case hex, as the command files write downlink ids; "HH@MM@OO" with a header.
 QString commandId(quint8 module, quint8 opcode);
+QString uplinkId(quint8 header, quint8 module, quint8 opcode);
+QByteArray u8(int value);
+QByteArray le16(int value);
+// The little-endian 16-bit number at `at`.
+int readLe16(const QByteArray& bytes, int at);
+// Hex digits; blanks, colons and dashes between them are ignored.
 QByteArray fromHex(const QString& text, bool* ok = nullptr);
 QString toHex(const QByteArray& bytes);
 

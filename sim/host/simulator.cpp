@@ -5,10 +5,14 @@
 #include <QDir>
 #include <QRegularExpression>
 
+#include "air/virtualair.h"
+#include "dongle/connectionmanager.h"
+#include "dongle/virtualdongle.h"
+#include "dongle/logflood.h"
+#include "portfolderlock.h"
+#include "proto/simframe.h"
 #include "ptyendpoint.h"
-#include "simframe.h"
-#include "virtualair.h"
-#include "virtualdongle.h"
+#include "world/worldloader.h"
 
 Simulator::Simulator(QObject* parent)
     : QObject(parent)
@@ -37,8 +41,16 @@ QString Simulator::defaultFolder()
 
 bool Simulator::start(const Options& options, QString* error)
 {
-    if (!options.worldFile.isEmpty() && !m_air->loadWorld(options.worldFile, error))
-        return false;
+    if (!options.worldFile.isEmpty()) {
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(options.worldFile);
+        if (!loader.load(&devices)) {
+            if (error)
+                *error = loader.error();
+            return false;
+        }
+        m_air->setWorld(devices);
+    }
     if (!options.traceFile.isEmpty()) {
         m_trace = std::make_unique<QFile>(options.traceFile);
         if (!m_trace->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
@@ -51,6 +63,13 @@ bool Simulator::start(const Options& options, QString* error)
     if (!QDir().mkpath(folder)) {
         if (error)
             *error = QStringLiteral("cannot make the port folder %1").arg(folder);
+        return false;
+    }
+    m_lock = std::make_unique<PortFolderLock>(folder);
+    QString lockError;
+    if (!m_lock->acquire(&lockError)) {
+        if (error)
+            *error = lockError;
         return false;
     }
     for (int n = 0; n < options.dongles; ++n) {
@@ -116,7 +135,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -172,8 +191,16 @@ QString Simulator::control(const QString& line)
         const int condix = rest.toInt(&condixOk);
         if (!condixOk)
             return QStringLiteral("error: drop takes a connection index");
-        if (!d->dropConnection(condix))
+        if (!d->connections()->drop(condix))
             return QStringLiteral("error: dongle %1 has no connection %2").arg(n).arg(condix);
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("flood")) {
+        bool rateOk = false;
+        const int rate = rest.toInt(&rateOk);
+        if (!rateOk || rate < 0 || rate > LogFlood::MaxLinesPerSecond)
+            return QStringLiteral("error: flood takes 0 to %1 lines a second").arg(LogFlood::MaxLinesPerSecond);
+        d->setFlood(rate);
         return QStringLiteral("ok");
     }
     // log

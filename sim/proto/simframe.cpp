@@ -17,8 +17,7 @@ QByteArray build(quint8 header, quint8 module, quint8 opcode, const QByteArray& 
     frame.append(char(header));
     frame.append(char(module));
     frame.append(char(opcode));
-    frame.append(char(payload.size() & 0xFF));
-    frame.append(char((payload.size() >> 8) & 0xFF));
+    frame.append(le16(payload.size()));
     frame.append(payload);
     frame.append(char(checksum(frame)));
     return frame;
@@ -32,6 +31,29 @@ QString commandId(quint8 module, quint8 opcode)
         .toUpper();
 }
 
+QString uplinkId(quint8 header, quint8 module, quint8 opcode)
+{
+    return QStringLiteral("%1@").arg(header, 2, 16, QLatin1Char('0')).toUpper() + commandId(module, opcode);
+}
+
+QByteArray u8(int value)
+{
+    return QByteArray(1, char(value & 0xFF));
+}
+
+QByteArray le16(int value)
+{
+    QByteArray bytes;
+    bytes.append(char(value & 0xFF));
+    bytes.append(char((value >> 8) & 0xFF));
+    return bytes;
+}
+
+int readLe16(const QByteArray& bytes, int at)
+{
+    return quint8(bytes.at(at)) | quint8(bytes.at(at + 1)) << 8;
+}
+
 QByteArray fromHex(const QString& text, bool* ok)
 {
     QString digits = text;
@@ -40,7 +62,8 @@ QByteArray fromHex(const QString& text, bool* ok)
     for (QChar c : digits) {
         if (!good)
             break;
-        good = c.isDigit() || (c.toLower() >= QLatin1Char('a') && c.toLower() <= QLatin1Char('f'));
+        const char latin = c.toLatin1();
+        good = (latin >= '0' && latin <= '9') || (latin >= 'a' && latin <= 'f') || (latin >= 'A' && latin <= 'F');
     }
     if (ok)
         *ok = good;

@@ -1,0 +1,3 @@
+#include "peer.h"
+
+Peer::~Peer() = default;

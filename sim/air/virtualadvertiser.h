@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QString>
+
+class Peer;
+
+// One advertiser in the virtual air: a peripheral of the world file or an advertising set of a
+// simulated dongle.
+struct VirtualAdvertiser {
+    enum Kind { Legacy, Extended };
+
+    QString name;
+    QByteArray address; // 6 bytes in wire order, least significant first
+    quint8 addressType = 1;
+    Kind kind = Legacy;
+    bool connectable = true;
+    bool scannable = true;
+    int intervalMs = 100;
+    qint8 txPower = 127; // 127: not available
+    qint8 rssi = -60;
+    quint8 sid = 0;
+    quint8 primaryPhy = 1;
+    quint8 secondaryPhy = 2; // extended only; legacy reports leave it to the tool
+    int periodicIntervalMs = 0; // 0: not a periodic advertiser
+    QByteArray advData;
+    QByteArray scanResponse;
+    QByteArray periodicData;
+    // The GATT database the device serves, as the world file writes it.
+    QJsonArray services;
+    // -1 for a device of the world; otherwise the number of the dongle that advertises.
+    int owner = -1;
+    // Who answers a connection; null for an advertiser that takes none.
+    Peer* peer = nullptr;
+};

@@ -1,0 +1,55 @@
+#include "virtualair.h"
+
+#include <algorithm>
+
+#include "worlddevice.h"
+#include "world/worldloader.h"
+
+VirtualAir::VirtualAir(QObject* parent)
+    : QObject(parent)
+{
+    setWorld(WorldLoader::defaultWorld());
+}
+
+VirtualAir::~VirtualAir() = default;
+
+void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
+{
+    for (Link* link : findChildren<Link*>(QString(), Qt::FindDirectChildrenOnly)) {
+        const bool toTheWorld = std::any_of(m_devices.cbegin(), m_devices.cend(), [link](const auto& device) {
+            return link->party(Link::Peripheral).peer == device.get();
+        });
+        if (toTheWorld)
+            link->abandon(Link::Peripheral);
+    }
+    m_devices.clear();
+    for (VirtualAdvertiser& device : devices) {
+        m_devices.push_back(std::make_unique<WorldDevice>(device.services));
+        device.peer = m_devices.back().get();
+    }
+    m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),
+                                       [](const VirtualAdvertiser& a) { return a.owner < 0; }),
+                        m_advertisers.end());
+    m_advertisers = devices + m_advertisers;
+    emit changed();
+}
+
+void VirtualAir::addAdvertiser(const VirtualAdvertiser& advertiser)
+{
+    m_advertisers.append(advertiser);
+    emit changed();
+}
+
+void VirtualAir::removeAdvertisers(int owner)
+{
+    m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),
+                                       [owner](const VirtualAdvertiser& a) { return a.owner == owner; }),
+                        m_advertisers.end());
+    emit changed();
+}
+
+void VirtualAir::connectTo(const Link::Party& central, const VirtualAdvertiser& target,
+                           const Link::Parameters& parameters)
+{
+    (new Link(central, {target.peer, target.address, target.addressType}, parameters, this))->open();
+}

@@ -1,0 +1,25 @@
+#include "engine.h"
+
+Engine::Engine(VirtualDongle& dongle)
+    : m_dongle(dongle)
+{
+}
+
+Engine::~Engine() = default;
+
+void Engine::reset()
+{
+}
+
+void Engine::powerCycle()
+{
+    reset();
+}
+
+void Engine::linkOpened(int, Link*)
+{
+}
+
+void Engine::linkClosed(int)
+{
+}

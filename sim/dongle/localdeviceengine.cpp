@@ -1,0 +1,158 @@
+#include "localdeviceengine.h"
+
+#include "proto/request.h"
+#include "proto/simframe.h"
+#include "router.h"
+#include "virtualdongle.h"
+
+using SimFrame::le16;
+using SimFrame::u8;
+
+LocalDeviceEngine::LocalDeviceEngine(VirtualDongle& dongle)
+    : Engine(dongle)
+{
+    restoreDefaults();
+}
+
+void LocalDeviceEngine::restoreDefaults()
+{
+    // 00:00:5E:00:53:xx lies in the range set aside for documentation.
+    m_identityAddress = QByteArray::fromHex("0053005E0000");
+    m_identityAddress[0] = char(0x10 + m_dongle.number());
+    m_identityAddressType = 0;
+    m_deviceType = 1;
+    m_deviceName = QStringLiteral("Tarvine Sim %1").arg(m_dongle.number()).toUtf8();
+    m_appearance = 0x0080;
+    m_preferredParameters = le16(0x0018) + le16(0x0028) + le16(0x0000) + le16(0x01F4);
+    m_profiles = {QByteArray("\x01", 1) + "Battery Service", QByteArray("\x02", 1) + "Heart Rate",
+                  QByteArray("\x03", 1) + "Device Information"};
+    m_enabledProfiles.clear();
+    m_whitelist.clear();
+    m_settings.clear();
+}
+
+// Only the controller's white list starts empty after a reset.
+void LocalDeviceEngine::reset()
+{
+    m_whitelist.clear();
+}
+
+void LocalDeviceEngine::powerCycle()
+{
+    restoreDefaults();
+}
+
+void LocalDeviceEngine::install(Router& router)
+{
+    VirtualDongle& d = m_dongle;
+    router.add(0x00, 0x03, Router::AnyLength, [this, &d](const Request&) { // Device Type Get
+        d.ack(0x00, 0x03, 0);
+        d.respond(0x00, 0x03, {{"type", u8(m_deviceType)}});
+    });
+    router.add(0x01, 0x47, Router::AnyLength, [this, &d](const Request&) { // Device BD_Address Get
+        d.ack(0x01, 0x47, 0);
+        d.respond(0x01, 0x48, {{"identity_addr", m_identityAddress}, {"identity_addr_type", u8(m_identityAddressType)}});
+    });
+    router.add(0x01, 0x5B, Router::AnyLength, [this, &d](const Request&) { // Device Name Get
+        d.ack(0x01, 0x5B, 0);
+        d.respond(0x01, 0x5C, char(m_deviceName.size()) + m_deviceName);
+    });
+    router.add(0x01, 0x5F, Router::AnyLength, [this, &d](const Request&) { // Appearance Get
+        d.ack(0x01, 0x5F, 0);
+        d.respond(0x01, 0x60, {{"appearance", le16(m_appearance)}});
+    });
+    router.add(0x01, 0x63, Router::AnyLength, [this, &d](const Request&) { // Peripheral Preferred Connection Parameters Get
+        d.ack(0x01, 0x63, 0);
+        const QByteArray& p = m_preferredParameters;
+        d.respond(0x01, 0x64, {{"per_interval_min", p.mid(0, 2)}, {"per_interval_max", p.mid(2, 2)},
+                               {"per_conn_latency", p.mid(4, 2)}, {"per_supervision_timeout", p.mid(6, 2)}});
+    });
+    router.add(0x05, 0x01, Router::AnyLength, [this, &d](const Request&) { // Get Profile ID
+        d.ack(0x05, 0x01, 0);
+        QByteArray items;
+        for (const QByteArray& profile : qAsConst(m_profiles))
+            items.append(char(profile.size())).append(profile);
+        d.respond(0x05, 0x02, items);
+    });
+    router.add(0x01, 0x0D, Router::AnyLength, [this, &d](const Request&) { // Get Whitelist
+        d.ack(0x01, 0x0D, 0);
+        QByteArray entries;
+        for (const QByteArray& entry : qAsConst(m_whitelist))
+            entries.append(entry);
+        d.respond(0x01, 0x0E, entries);
+    });
+    router.add(0x01, 0x09, Router::WholePayload, [this](const Request& r) { editWhitelist(r, true); });
+    router.add(0x01, 0x0B, Router::WholePayload, [this](const Request& r) { editWhitelist(r, false); });
+    router.add(0x01, 0x0F, Router::AnyLength, [this, &d](const Request&) { // Clear Whitelist
+        m_whitelist.clear();
+        d.ack(0x01, 0x0F, 0);
+    });
+    router.add(0x01, 0x45, Router::WholePayload, [this, &d](const Request& r) { // Identity Address Set
+        m_identityAddress = r.field(QStringLiteral("identity_addr"));
+        m_identityAddressType = quint8(r.number(QStringLiteral("identity_addr_type")));
+        d.ack(0x01, 0x45, 0);
+    });
+    router.add(0x01, 0x59, Router::AnyLength, [this](const Request& r) { setDeviceName(r); });
+    router.add(0x01, 0x5D, Router::WholePayload, [this, &d](const Request& r) { // Appearance Set
+        m_appearance = quint16(r.number(QStringLiteral("appearance")));
+        d.ack(0x01, 0x5D, 0);
+    });
+    router.add(0x01, 0x61, Router::WholePayload, [this, &d](const Request& r) { // Peripheral Preferred Connection Parameters Set
+        m_preferredParameters = r.payload();
+        d.ack(0x01, 0x61, 0);
+    });
+    router.add(0x05, 0x03, Router::AnyLength, [this, &d](const Request& r) { // Set Profile ID: the ids to enable
+        m_enabledProfiles = r.field(QStringLiteral("profile"));
+        d.ack(0x05, 0x03, 0);
+        d.respond(0x05, 0x04, {{"status", u8(0)}});
+    });
+    // Settings that the dongle takes and the host never reads back.
+    const QVector<QPair<quint8, quint8>> settings = {
+        {0x04, 0x11}, // L2CAP Parameters Settings
+        {0x01, 0x41}, // Data Length Set
+        {0x01, 0x65}, // Privacy Set
+        {0x01, 0x67}, // Local Irk Set
+        {0x01, 0x6B}, // Preferred PHY Set
+        {0x01, 0x6D}, // RF Path Compensation Set
+        {0x02, 0x09}, // Set Security Pair Enable
+        {0x02, 0x01}, // Set Security Parameter
+        {0x01, 0x8D}, // Log printf set
+    };
+    for (const auto& id : settings) {
+        router.add(id.first, id.second, Router::WholePayload, [this, &d](const Request& r) {
+            m_settings.insert(r.id(), r.payload());
+            d.ack(r.module(), r.opcode(), 0);
+        });
+    }
+}
+
+void LocalDeviceEngine::editWhitelist(const Request& request, bool add)
+{
+    const QByteArray entry = request.field(QStringLiteral("addr")) + request.field(QStringLiteral("addr_type"));
+    const int at = m_whitelist.indexOf(entry);
+    quint8 status = 0;
+    if (add && at >= 0)
+        status = VirtualDongle::StatusListItemExists;
+    else if (add && m_whitelist.size() >= WhitelistSize)
+        status = VirtualDongle::StatusListFull;
+    else if (!add && at < 0)
+        status = VirtualDongle::StatusListItemNotFound;
+    else if (add)
+        m_whitelist.append(entry);
+    else
+        m_whitelist.remove(at);
+    m_dongle.ack(request.module(), request.opcode(), status);
+}
+
+// A length byte, then the name: the tool builds this frame by hand, so the row has no fields.
+void LocalDeviceEngine::setDeviceName(const Request& request)
+{
+    const QByteArray& payload = request.payload();
+    if (payload.isEmpty() || quint8(payload.at(0)) + 1 != payload.size()) {
+        m_dongle.ack(0x01, 0x59, VirtualDongle::StatusInvalidDataLength);
+        m_dongle.sendLog(QStringLiteral("Device Name Set: name length byte does not match the payload"));
+        return;
+    }
+    m_deviceName = payload.mid(1);
+    m_dongle.ack(0x01, 0x59, 0);
+}

@@ -1,0 +1,228 @@
+#include "virtualdongle.h"
+
+#include "air/virtualair.h"
+#include "connectionmanager.h"
+#include "initiatorengine.h"
+#include "localdeviceengine.h"
+#include "logflood.h"
+#include "proto/framereader.h"
+#include "proto/simframe.h"
+#include "scannerengine.h"
+
+namespace {
+
+// Bulk traffic may take this share of the link: a real dongle misses packets rather than flood
+// it, and the rest stays free for acks and heartbeats.
+constexpr double BulkShareOfLink = 0.7;
+constexpr double BudgetBurstBytes = 4096;
+
+} // namespace
+
+VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
+    : QObject(parent)
+    , m_number(number)
+    , m_air(air)
+    , m_reader(new FrameReader(this))
+    , m_flood(new LogFlood(number, this))
+    , m_responder(SimCommandTable::instance())
+    , m_random(quint32(0x7A5E + number))
+    , m_budget(BudgetBurstBytes)
+{
+    connect(m_reader, &FrameReader::frame, this, &VirtualDongle::handleFrame);
+    connect(m_reader, &FrameReader::loaderFrame, this, &VirtualDongle::handleLoaderFrame);
+    connect(m_reader, &FrameReader::dropped, this, [this](const QString& reason) {
+        if (m_reset)
+            sendLog(QStringLiteral("uart rx: ") + reason);
+    });
+    connect(m_flood, &LogFlood::line, this, &VirtualDongle::sendLog);
+    m_clock.start();
+
+    m_localDevice = std::make_unique<LocalDeviceEngine>(*this);
+    m_connections = std::make_unique<ConnectionManager>(*this);
+    m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice);
+    m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_connections);
+    m_engines = {m_localDevice.get(), m_connections.get(), m_scanner.get(), m_initiator.get()};
+
+    m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
+    m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
+    for (Engine* engine : qAsConst(m_engines))
+        engine->install(m_router);
+}
+
+// Engines go before the reader and the air's pointer, which they may still use on the way out.
+VirtualDongle::~VirtualDongle()
+{
+    if (m_air)
+        m_air->removeAdvertisers(m_number);
+    m_initiator.reset();
+    m_scanner.reset();
+    m_connections.reset();
+    m_localDevice.reset();
+}
+
+QByteArray VirtualDongle::probeAnswer()
+{
+    QByteArray answer = QByteArray::fromHex("BB0000");
+    for (const char* text : {"Tarvine Virtual Dongle", "Tarvine", "1.0.0-sim", "VD-1",
+                             "Simulated BLE dongle on a pseudo-terminal", "5.0.0"})
+        answer.append(SimFrame::le16(int(qstrlen(text)))).append(text);
+    answer.append(char(SimFrame::checksum(answer)));
+    return answer;
+}
+
+void VirtualDongle::powerCycle()
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->powerCycle();
+    m_reader->clear();
+    m_flood->setRate(0);
+    m_reset = false;
+    m_muted = false;
+}
+
+void VirtualDongle::setStatus(const QString& commandId, quint8 status)
+{
+    if (status == 0)
+        m_statusOverride.remove(commandId.toUpper());
+    else
+        m_statusOverride.insert(commandId.toUpper(), status);
+}
+
+void VirtualDongle::sendLog(const QString& text)
+{
+    send(SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8()));
+}
+
+void VirtualDongle::inject(const QByteArray& bytes)
+{
+    emit uplink(bytes);
+}
+
+void VirtualDongle::setFlood(int linesPerSecond)
+{
+    m_flood->setRate(linesPerSecond);
+}
+
+int VirtualDongle::flood() const
+{
+    return m_flood->rate();
+}
+
+void VirtualDongle::feed(const QByteArray& bytes)
+{
+    m_reader->feed(bytes);
+}
+
+void VirtualDongle::send(const QByteArray& frame)
+{
+    if (!frame.isEmpty())
+        emit uplink(frame);
+}
+
+void VirtualDongle::ack(quint8 module, quint8 opcode, quint8 status)
+{
+    send(m_responder.ack(module, opcode, status));
+}
+
+void VirtualDongle::respond(quint8 module, quint8 opcode, const Responder::Fields& fields)
+{
+    send(m_responder.frame(SimFrame::Data, module, opcode, fields));
+}
+
+void VirtualDongle::respond(quint8 module, quint8 opcode, const QByteArray& body)
+{
+    send(m_responder.frame(SimFrame::Data, module, opcode, body));
+}
+
+bool VirtualDongle::reserveBulk(int frameSize)
+{
+    const qint64 now = m_clock.elapsed();
+    m_budget = qMin(BudgetBurstBytes, m_budget + (now - m_budgetAt) * LinkBytesPerSecond * BulkShareOfLink / 1000.0);
+    m_budgetAt = now;
+    if (m_budget < frameSize)
+        return false;
+    m_budget -= frameSize;
+    return true;
+}
+
+void VirtualDongle::linkOpened(int condix, Link* link)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkOpened(condix, link);
+}
+
+void VirtualDongle::linkClosed(int condix)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkClosed(condix);
+}
+
+void VirtualDongle::handleFrame(const QByteArray& frame)
+{
+    const quint8 module = quint8(frame.at(1));
+    const quint8 opcode = quint8(frame.at(2));
+    const QString id = SimFrame::commandId(module, opcode);
+    emit downlinkFrame(frame);
+
+    // The probe is answered at any time, also by a dongle that was never reset.
+    if (module == 0 && opcode == 0 && frame.size() == 6) {
+        emit uplink(probeAnswer());
+        return;
+    }
+    const bool isReset = module == 0 && opcode == 0x01;
+    if (!m_reset && !isReset)
+        return;
+    const SimCommandTable::Command* command = SimCommandTable::instance().downlink(id);
+    if (!command) {
+        sendLog(QStringLiteral("uart rx: unknown command %1, frame dropped").arg(id));
+        return;
+    }
+    handleCommand(Request(*command, module, opcode, frame.mid(5, frame.size() - 6)));
+}
+
+// The firmware loader is not simulated yet: its frames are cut, traced and refused aloud.
+void VirtualDongle::handleLoaderFrame(const QByteArray& frame)
+{
+    emit downlinkFrame(frame);
+    if (m_reset)
+        sendLog(QStringLiteral("uart rx: loader command %1 not simulated, frame dropped").arg(SimFrame::readLe16(frame, 2)));
+}
+
+void VirtualDongle::handleCommand(const Request& request)
+{
+    const quint8 module = request.module();
+    const quint8 opcode = request.opcode();
+    if (module == 0x01 && opcode == 0x84 && m_muted)
+        return;
+    const quint8 forced = m_statusOverride.value(request.id(), 0);
+    if (forced != 0) {
+        ack(module, opcode, forced);
+        return;
+    }
+    const Router::Route* route = m_router.find(module, opcode);
+    if (!route) {
+        ack(module, opcode, StatusNotSupported);
+        return;
+    }
+    if (route->check == Router::WholePayload && !request.isWhole()) {
+        ack(module, opcode, StatusInvalidDataLength);
+        sendLog(QStringLiteral("%1: payload of %2 bytes, %3 expected")
+                    .arg(request.name())
+                    .arg(request.payload().size())
+                    .arg(request.expectedLength()));
+        return;
+    }
+    route->handler(request);
+}
+
+void VirtualDongle::reset()
+{
+    // A reset restarts the stack but keeps what the host configured; power (unplug, plug) brings
+    // the defaults back.
+    for (Engine* engine : qAsConst(m_engines))
+        engine->reset();
+    m_reset = true;
+    ack(0x00, 0x01, 0);
+    send(m_responder.frame(SimFrame::Completion, 0x00, 0x02, SimFrame::u8(0)));
+    sendLog(QStringLiteral("Tarvine virtual dongle %1 ready, sdk 5.0.0").arg(m_number));
+}

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <memory>
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QString>
+#include <QVector>
+
+#include "air/virtualair.h"
+#include "proto/responder.h"
+#include "router.h"
+
+class ConnectionManager;
+class Engine;
+class FrameReader;
+class InitiatorEngine;
+class LocalDeviceEngine;
+class LogFlood;
+class ScannerEngine;
+
+// One simulated dongle as a protocol engine: downlink bytes in, uplink frames out. It knows
+// nothing of terminals, so a test can drive it in-process. The dongle itself answers the probe,
+// the reset and the heartbeat; its engines answer everything else.
+class VirtualDongle : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(VirtualDongle)
+
+public:
+    static constexpr int LinkBytesPerSecond = 46080; // 460800 baud, 10 bits a byte
+    static constexpr quint8 StatusInvalidParam = 1;
+    static constexpr quint8 StatusInvalidConnIdx = 3;
+    static constexpr quint8 StatusListItemNotFound = 9;
+    static constexpr quint8 StatusListItemExists = 10;
+    static constexpr quint8 StatusListFull = 11;
+    static constexpr quint8 StatusInvalidDataLength = 14;
+    static constexpr quint8 StatusDisallowed = 15;
+    static constexpr quint8 StatusNoResources = 16;
+    static constexpr quint8 StatusNotSupported = 17;
+
+    // The air is not owned and may be shared by several dongles.
+    VirtualDongle(int number, VirtualAir* air, QObject* parent = nullptr);
+    ~VirtualDongle() override;
+
+    int number() const { return m_number; }
+    VirtualAir* air() const { return m_air; }
+    void feed(const QByteArray& bytes);
+
+    // As if unplugged and plugged in again: state lost, nothing said until the first reset.
+    void powerCycle();
+    void setMuted(bool muted) { m_muted = muted; }
+    // Every later ack of the command "MM@OO" carries this status; 0 restores normal answers.
+    void setStatus(const QString& commandId, quint8 status);
+    void sendLog(const QString& text);
+    void inject(const QByteArray& bytes);
+    // Log lines at this rate until it is 0; at most LogFlood::MaxLinesPerSecond.
+    void setFlood(int linesPerSecond);
+    int flood() const;
+    bool hasBeenReset() const { return m_reset; }
+
+    LocalDeviceEngine* localDevice() const { return m_localDevice.get(); }
+    ScannerEngine* scanner() const { return m_scanner.get(); }
+    InitiatorEngine* initiator() const { return m_initiator.get(); }
+    ConnectionManager* connections() const { return m_connections.get(); }
+    const Router& router() const { return m_router; }
+
+    // For the engines: answers to the host.
+    void ack(quint8 module, quint8 opcode, quint8 status);
+    void respond(quint8 module, quint8 opcode, const Responder::Fields& fields);
+    void respond(quint8 module, quint8 opcode, const QByteArray& body);
+    // Bulk traffic such as scan reports may take a share of the link: true when a frame of this
+    // size fits now, and then it is counted.
+    bool reserveBulk(int frameSize);
+    QRandomGenerator& random() { return m_random; }
+    // From the connection manager, for every engine.
+    void linkOpened(int condix, Link* link);
+    void linkClosed(int condix);
+
+    // Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
+    static QByteArray probeAnswer();
+
+signals:
+    // One emission per uplink frame, in order (an injected chunk counts as one).
+    void uplink(const QByteArray& bytes);
+    // Every downlink frame with a good checksum, command or loader frame, before it is acted on.
+    void downlinkFrame(const QByteArray& frame);
+
+private:
+    void handleFrame(const QByteArray& frame);
+    void handleLoaderFrame(const QByteArray& frame);
+    void handleCommand(const Request& request);
+    void reset();
+    void send(const QByteArray& frame);
+
+    const int m_number;
+    QPointer<VirtualAir> m_air; // the air may go first when both are children of one object
+    FrameReader* m_reader = nullptr;
+    LogFlood* m_flood = nullptr;
+    Responder m_responder;
+    Router m_router;
+    QRandomGenerator m_random;
+    bool m_reset = false;
+    bool m_muted = false;
+    QHash<QString, quint8> m_statusOverride;
+    // Bytes the link may still carry for bulk traffic now.
+    QElapsedTimer m_clock;
+    double m_budget = 0;
+    qint64 m_budgetAt = 0;
+
+    std::unique_ptr<LocalDeviceEngine> m_localDevice;
+    std::unique_ptr<ConnectionManager> m_connections;
+    std::unique_ptr<ScannerEngine> m_scanner;
+    std::unique_ptr<InitiatorEngine> m_initiator;
+    QVector<Engine*> m_engines;
+};

@@ -1,0 +1,38 @@
+#include "request.h"
+
+Request::Request(const SimCommandTable::Command& command, quint8 module, quint8 opcode, const QByteArray& payload)
+    : m_command(&command)
+    , m_module(module)
+    , m_opcode(opcode)
+    , m_payload(payload)
+{
+}
+
+bool Request::isWhole() const
+{
+    const int expected = expectedLength();
+    return expected < 0 || m_payload.size() == expected;
+}
+
+QByteArray Request::field(const QString& key) const
+{
+    const SimCommandTable::Field* field = m_command->field(key);
+    if (!field)
+        return QByteArray();
+    // The row's index counts from the module byte: index 4 is the first payload byte.
+    const int at = field->index - 4;
+    if (at < 0 || at > m_payload.size())
+        return QByteArray();
+    if (field->length == 0)
+        return m_payload.mid(at);
+    return at + field->length <= m_payload.size() ? m_payload.mid(at, field->length) : QByteArray();
+}
+
+int Request::number(const QString& key) const
+{
+    const QByteArray bytes = field(key);
+    int value = 0;
+    for (int i = qMin(bytes.size(), 4) - 1; i >= 0; --i)
+        value = value << 8 | quint8(bytes.at(i));
+    return value;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include "commandtable.h"
+
+// One downlink command as it came: its payload, read by the keys of its row in
+// down_link_command.xml rather than by offsets.
+class Request
+{
+public:
+    Request(const SimCommandTable::Command& command, quint8 module, quint8 opcode, const QByteArray& payload);
+
+    quint8 module() const { return m_module; }
+    quint8 opcode() const { return m_opcode; }
+    QString id() const { return m_command->id; }
+    QString name() const { return m_command->name; }
+    const QByteArray& payload() const { return m_payload; }
+    // The payload has the length that the row's fields give; a variable row always has.
+    bool isWhole() const;
+    int expectedLength() const { return m_command->fixedPayloadLength(); }
+
+    // The bytes of a field, in wire order; empty when the row lacks the key or the payload is short.
+    QByteArray field(const QString& key) const;
+    // A field read as a little-endian number; 0 when it is missing.
+    int number(const QString& key) const;
+
+private:
+    const SimCommandTable::Command* m_command;
+    quint8 m_module;
+    quint8 m_opcode;
+    QByteArray m_payload;
+};

@@ -1,0 +1,397 @@
+#include "worldloader.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include "attributedatabase.h"
+#include "proto/simframe.h"
+
+namespace {
+
+constexpr int LegacyDataBytes = 31;
+constexpr int ExtendedDataBytes = 1650;
+constexpr int AttributeValueBytes = 512;
+
+const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
+                                "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
+                                "advData", "scanResponse", "periodicData", "services", "repeat"};
+const QStringList ExtendedOnlyKeys = {"sid", "secondaryPhy", "periodicIntervalMs", "periodicData"};
+const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs"};
+
+// A JSON value as the file writes it, for messages.
+QString valueText(const QJsonValue& value)
+{
+    switch (value.type()) {
+    case QJsonValue::String:
+        return QLatin1Char('"') + value.toString() + QLatin1Char('"');
+    case QJsonValue::Double:
+        return QString::number(value.toDouble(), 'g', 15);
+    case QJsonValue::Bool:
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    case QJsonValue::Array:
+        return QStringLiteral("an array");
+    case QJsonValue::Object:
+        return QStringLiteral("an object");
+    default:
+        return QStringLiteral("null");
+    }
+}
+
+QByteArray adStructure(quint8 type, const QByteArray& data)
+{
+    return char(data.size() + 1) + (char(type) + data);
+}
+
+// Adds n to an address in wire order, carrying upward; false when it runs past the top.
+bool offsetAddress(QByteArray* address, quint64 n)
+{
+    quint64 value = 0;
+    for (int i = 5; i >= 0; --i)
+        value = (value << 8) | quint8(address->at(i));
+    value += n;
+    for (int i = 0; i < 6; ++i)
+        (*address)[i] = char((value >> (8 * i)) & 0xFF);
+    return value <= 0xFFFFFFFFFFFFull;
+}
+
+QString addressText(const QByteArray& address)
+{
+    QByteArray reversed = address;
+    std::reverse(reversed.begin(), reversed.end());
+    return QString::fromLatin1(reversed.toHex(':')).toUpper();
+}
+
+} // namespace
+
+WorldLoader::WorldLoader(const QString& fileName)
+    : m_fileName(fileName)
+{
+}
+
+QVector<VirtualAdvertiser> WorldLoader::defaultWorld()
+{
+    Q_INIT_RESOURCE(sim);
+    QVector<VirtualAdvertiser> devices;
+    WorldLoader loader(QStringLiteral(":/sim/worlds/default.json"));
+    if (!loader.load(&devices))
+        qFatal("tarvine-sim: %s", qPrintable(loader.error()));
+    return devices;
+}
+
+bool WorldLoader::fail(const QString& key, const QString& problem)
+{
+    QString where = m_fileName;
+    if (!m_device.isEmpty())
+        where += QStringLiteral(": ") + m_device;
+    m_error = where + QStringLiteral(": ")
+              + (key.isEmpty() ? problem : QStringLiteral("\"%1%2\" %3").arg(m_path, key, problem));
+    return false;
+}
+
+bool WorldLoader::load(QVector<VirtualAdvertiser>* devices)
+{
+    QFile file(m_fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(QString(), QStringLiteral("cannot be read: %1").arg(file.errorString()));
+    return parse(file.readAll(), devices);
+}
+
+bool WorldLoader::parse(const QByteArray& json, QVector<VirtualAdvertiser>* devices)
+{
+    m_device.clear();
+    m_path.clear();
+    m_taken.clear();
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
+    if (document.isNull())
+        return fail(QString(), QStringLiteral("not JSON: %1 at byte %2").arg(parseError.errorString()).arg(parseError.offset));
+    if (!document.isObject())
+        return fail(QString(), QStringLiteral("must be an object with \"devices\""));
+    const QJsonObject top = document.object();
+    QJsonArray list;
+    if (!checkKeys(top, {QStringLiteral("devices")}) || !this->list(top, QStringLiteral("devices"), &list))
+        return false;
+    QVector<VirtualAdvertiser> world;
+    for (int i = 0; i < list.size(); ++i) {
+        m_device = QStringLiteral("device %1").arg(i);
+        const QJsonObject object = list.at(i).toObject();
+        if (!list.at(i).isObject())
+            return fail(QString(), QStringLiteral("must be an object, not %1").arg(valueText(list.at(i))));
+        const QString name = object.value(QLatin1String("name")).toString();
+        if (!name.isEmpty())
+            m_device += QStringLiteral(" \"%1\"").arg(name);
+        if (!readDevice(object, &world))
+            return false;
+    }
+    m_device.clear();
+    *devices = world;
+    return true;
+}
+
+bool WorldLoader::checkKeys(const QJsonObject& object, const QStringList& allowed)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (!allowed.contains(it.key()))
+            return fail(it.key(), QStringLiteral("is no key of this file; known here: %1").arg(allowed.join(QStringLiteral(", "))));
+    }
+    return true;
+}
+
+bool WorldLoader::text(const QJsonObject& object, const QString& key, QString* out)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return true;
+    if (!value.isString())
+        return fail(key, QStringLiteral("must be text, not %1").arg(valueText(value)));
+    *out = value.toString();
+    return true;
+}
+
+bool WorldLoader::boolean(const QJsonObject& object, const QString& key, bool* out)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return true;
+    if (!value.isBool())
+        return fail(key, QStringLiteral("must be true or false, not %1").arg(valueText(value)));
+    *out = value.toBool();
+    return true;
+}
+
+bool WorldLoader::number(const QJsonObject& object, const QString& key, int min, int max, int* out)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return true;
+    const double number = value.toDouble();
+    if (!value.isDouble() || number != std::floor(number) || number < min || number > max)
+        return fail(key, QStringLiteral("must be a whole number from %1 to %2, not %3").arg(min).arg(max).arg(valueText(value)));
+    *out = int(number);
+    return true;
+}
+
+bool WorldLoader::choice(const QJsonObject& object, const QString& key, const QStringList& choices, int* out)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return true;
+    const int index = choices.indexOf(value.toString());
+    if (!value.isString() || index < 0)
+        return fail(key, QStringLiteral("must be \"%1\", not %2").arg(choices.join(QStringLiteral("\" or \"")), valueText(value)));
+    *out = index;
+    return true;
+}
+
+bool WorldLoader::hex(const QJsonObject& object, const QString& key, int maxBytes, QByteArray* out)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return true;
+    bool ok = false;
+    const QByteArray bytes = SimFrame::fromHex(value.toString(), &ok);
+    if (!value.isString() || !ok)
+        return fail(key, QStringLiteral("must be hex bytes, not %1").arg(valueText(value)));
+    if (bytes.size() > maxBytes)
+        return fail(key, QStringLiteral("holds %1 bytes, more than the %2 that fit").arg(bytes.size()).arg(maxBytes));
+    *out = bytes;
+    return true;
+}
+
+bool WorldLoader::list(const QJsonObject& object, const QString& key, QJsonArray* out)
+{
+    const QJsonValue value = object.value(key);
+    if (!value.isArray())
+        return fail(key, QStringLiteral("must be an array, not %1").arg(valueText(value)));
+    *out = value.toArray();
+    return true;
+}
+
+// The array's item `index` as an object with only the allowed keys; the path moves into it.
+bool WorldLoader::entry(const QJsonArray& array, int index, const QString& key, const QStringList& allowed,
+                        QJsonObject* out)
+{
+    const QString item = QStringLiteral("%1[%2]").arg(key).arg(index);
+    if (!array.at(index).isObject())
+        return fail(item, QStringLiteral("must be an object, not %1").arg(valueText(array.at(index))));
+    m_path += item + QLatin1Char('.');
+    *out = array.at(index).toObject();
+    return checkKeys(*out, allowed);
+}
+
+bool WorldLoader::uuid(const QJsonObject& object)
+{
+    const QJsonValue value = object.value(QLatin1String("uuid"));
+    if (AttributeDatabase::uuidBytes(value.toString()).isEmpty())
+        return fail(QStringLiteral("uuid"), QStringLiteral("must be 4 or 32 hex digits, like 180D, not %1").arg(valueText(value)));
+    return true;
+}
+
+bool WorldLoader::checkServices(const QJsonObject& device)
+{
+    QJsonArray services;
+    if (!list(device, QStringLiteral("services"), &services))
+        return false;
+    for (int s = 0; s < services.size(); ++s) {
+        QJsonObject service;
+        QJsonArray characteristics;
+        if (!entry(services, s, QStringLiteral("services"), {"uuid", "characteristics"}, &service) || !uuid(service)
+            || !list(service, QStringLiteral("characteristics"), &characteristics))
+            return false;
+        const QString servicePath = m_path;
+        for (int c = 0; c < characteristics.size(); ++c) {
+            QJsonObject characteristic;
+            if (!entry(characteristics, c, QStringLiteral("characteristics"), CharacteristicKeys, &characteristic)
+                || !checkCharacteristic(characteristic))
+                return false;
+            m_path = servicePath;
+        }
+        m_path.clear();
+    }
+    return true;
+}
+
+bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
+{
+    QByteArray value;
+    if (!uuid(characteristic) || !hex(characteristic, QStringLiteral("value"), AttributeValueBytes, &value))
+        return false;
+    int properties = 0;
+    if (characteristic.contains(QLatin1String("properties"))) {
+        QJsonArray names;
+        if (!list(characteristic, QStringLiteral("properties"), &names))
+            return false;
+        for (const QJsonValue& name : names) {
+            const int bit = AttributeDatabase::propertyBit(name.toString());
+            if (bit == 0)
+                return fail(QStringLiteral("properties"), QStringLiteral("knows no %1; known: %2")
+                                                              .arg(valueText(name), AttributeDatabase::propertyNames().join(QStringLiteral(", "))));
+            properties |= bit;
+        }
+    }
+    int notifyEveryMs = 0;
+    if (!number(characteristic, QStringLiteral("notifyEveryMs"), 10, 3600000, &notifyEveryMs))
+        return false;
+    if (notifyEveryMs > 0 && !(properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)))
+        return fail(QStringLiteral("notifyEveryMs"), QStringLiteral("needs \"notify\" or \"indicate\" in \"properties\""));
+    if (!characteristic.contains(QLatin1String("descriptors")))
+        return true;
+    QJsonArray descriptors;
+    if (!list(characteristic, QStringLiteral("descriptors"), &descriptors))
+        return false;
+    const QString characteristicPath = m_path;
+    for (int d = 0; d < descriptors.size(); ++d) {
+        QJsonObject descriptor;
+        if (!entry(descriptors, d, QStringLiteral("descriptors"), {"uuid", "value"}, &descriptor) || !uuid(descriptor)
+            || !hex(descriptor, QStringLiteral("value"), AttributeValueBytes, &value))
+            return false;
+        m_path = characteristicPath;
+    }
+    return true;
+}
+
+bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertiser>* world)
+{
+    VirtualAdvertiser a;
+    QString address;
+    int addressType = 1;
+    int kind = VirtualAdvertiser::Legacy;
+    if (!checkKeys(object, DeviceKeys) || !text(object, QStringLiteral("name"), &a.name)
+        || !text(object, QStringLiteral("address"), &address)
+        || !choice(object, QStringLiteral("addressType"), {"public", "random"}, &addressType)
+        || !choice(object, QStringLiteral("kind"), {"legacy", "extended"}, &kind))
+        return false;
+    static const QRegularExpression addressPattern(QStringLiteral("^[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}$"));
+    if (!addressPattern.match(address).hasMatch())
+        return fail(QStringLiteral("address"), QStringLiteral("must be six bytes like C6:5A:12:34:56:01, not %1")
+                                                   .arg(valueText(object.value(QLatin1String("address")))));
+    a.address = SimFrame::fromHex(address);
+    std::reverse(a.address.begin(), a.address.end());
+    a.addressType = quint8(addressType);
+    a.kind = VirtualAdvertiser::Kind(kind);
+    const bool legacy = a.kind == VirtualAdvertiser::Legacy;
+    for (const QString& key : ExtendedOnlyKeys) {
+        if (legacy && object.contains(key))
+            return fail(key, QStringLiteral("is for extended devices only"));
+    }
+
+    if (!boolean(object, QStringLiteral("connectable"), &a.connectable))
+        return false;
+    a.scannable = legacy && a.connectable;
+    if (!boolean(object, QStringLiteral("scannable"), &a.scannable))
+        return false;
+    if (legacy && a.connectable && !a.scannable)
+        return fail(QStringLiteral("scannable"), QStringLiteral("must be true for a connectable legacy device: no "
+                                                               "undirected legacy advertisement is connectable alone"));
+    if (!legacy && a.connectable && a.scannable)
+        return fail(QStringLiteral("scannable"), QStringLiteral("must be false for a connectable extended device: "
+                                                               "extended advertising is connectable or scannable, never both"));
+
+    int txPower = a.txPower;
+    int rssi = a.rssi;
+    int sid = a.sid;
+    int secondaryPhy = a.secondaryPhy;
+    int repeat = 1;
+    const int dataBytes = legacy ? LegacyDataBytes : ExtendedDataBytes;
+    if (!number(object, QStringLiteral("intervalMs"), 20, legacy ? 10240 : 10485759, &a.intervalMs)
+        || !number(object, QStringLiteral("txPower"), -127, 127, &txPower)
+        || !number(object, QStringLiteral("rssi"), -127, 20, &rssi) || !number(object, QStringLiteral("sid"), 0, 15, &sid)
+        || !number(object, QStringLiteral("secondaryPhy"), 1, 3, &secondaryPhy)
+        || !number(object, QStringLiteral("periodicIntervalMs"), 0, 81918, &a.periodicIntervalMs)
+        || !number(object, QStringLiteral("repeat"), 1, 100000, &repeat)
+        || !hex(object, QStringLiteral("advData"), dataBytes, &a.advData)
+        || !hex(object, QStringLiteral("scanResponse"), dataBytes, &a.scanResponse)
+        || !hex(object, QStringLiteral("periodicData"), ExtendedDataBytes, &a.periodicData))
+        return false;
+    // 127 stands for "not available", as in the reports.
+    if (txPower > 20 && txPower != 127)
+        return fail(QStringLiteral("txPower"), QStringLiteral("must be from -127 to 20 dBm, or 127 for none; not %1").arg(txPower));
+    if (a.periodicIntervalMs > 0 && a.periodicIntervalMs < 8)
+        return fail(QStringLiteral("periodicIntervalMs"), QStringLiteral("must be 0 or from 8 to 81918, not %1").arg(a.periodicIntervalMs));
+    if (a.periodicIntervalMs > 0 && (a.connectable || a.scannable))
+        return fail(QStringLiteral("periodicIntervalMs"), QStringLiteral("needs a device that is neither connectable nor scannable"));
+    if (object.contains(QLatin1String("periodicData")) && a.periodicIntervalMs == 0)
+        return fail(QStringLiteral("periodicData"), QStringLiteral("needs \"periodicIntervalMs\""));
+    if (object.contains(QLatin1String("scanResponse")) && !a.scannable)
+        return fail(QStringLiteral("scanResponse"), QStringLiteral("is never sent: the device is not scannable"));
+    if (object.contains(QLatin1String("services")) && !checkServices(object))
+        return false;
+    a.services = object.value(QLatin1String("services")).toArray();
+    a.txPower = qint8(txPower);
+    a.rssi = qint8(rssi);
+    a.sid = quint8(sid);
+    a.secondaryPhy = quint8(secondaryPhy);
+
+    const bool generatedData = !object.contains(QLatin1String("advData"));
+    for (int n = 0; n < repeat; ++n) {
+        VirtualAdvertiser copy = a;
+        if (!offsetAddress(&copy.address, quint64(n)))
+            return fail(QStringLiteral("repeat"), QStringLiteral("makes %1 copies, which run past FF:FF:FF:FF:FF:FF").arg(repeat));
+        if (repeat > 1) {
+            copy.name.replace(QLatin1String("%n"), QString::number(n));
+            // Spread the copies' RSSI so that a crowd does not look like one device.
+            copy.rssi = qint8(qBound(-100, a.rssi - (n * 7) % 30, -20));
+        }
+        if (generatedData) {
+            copy.advData = adStructure(0x01, QByteArray(1, copy.connectable ? 0x06 : 0x04));
+            if (!copy.name.isEmpty())
+                copy.advData += adStructure(0x09, copy.name.toUtf8());
+            if (copy.advData.size() > dataBytes)
+                return fail(QStringLiteral("name"), QStringLiteral("makes an advertising payload of %1 bytes, more than the "
+                                                                   "%2 that fit; give \"advData\"").arg(copy.advData.size()).arg(dataBytes));
+        }
+        const QByteArray key = copy.address + char(copy.addressType);
+        const auto taken = m_taken.constFind(key);
+        if (taken != m_taken.cend())
+            return fail(QStringLiteral("address"), QStringLiteral("%1 is taken by %2").arg(addressText(copy.address), taken.value()));
+        m_taken.insert(key, m_device);
+        world->append(copy);
+    }
+    return true;
+}

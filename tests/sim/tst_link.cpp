@@ -1,0 +1,115 @@
+#include <QtTest>
+
+#include "air/virtualair.h"
+#include "dongle/connectionmanager.h"
+#include "dongle/localdeviceengine.h"
+#include "dongle/scannerengine.h"
+#include "dongle/virtualdongle.h"
+#include "proto/responder.h"
+#include "uplinkbytes.h"
+
+static const char* const kReset = "AA 00 01 00 00 55";
+static const char* const kDisconnect0 = "AA 01 07 01 00 00 4D";
+static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
+// 5_0_Connect to 00:00:5E:00:53:11, public: dongle 1. Interval up to 12.5 ms, latency 1, timeout 1 s.
+static const char* const kConnectDongle1 = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 "
+                                           "00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 11 53 00 "
+                                           "5E 00 00 00 00 86";
+
+// Two simulated dongles in one air: dongle 1 advertises as a peripheral, dongle 0 finds it,
+// connects, and both ends of the link talk.
+class tst_Link : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { Responder::setChecking(true); }
+    // Who ends the link, and the last words of each dongle.
+    void twoDongles_data()
+    {
+        QTest::addColumn<int>("ender"); // the dongle that the step goes to
+        QTest::addColumn<QString>("step");
+        QTest::addColumn<QString>("centralHears");
+        QTest::addColumn<QString>("peripheralHears");
+
+        QTest::newRow("the central disconnects") << 0 << kDisconnect0
+            << "BB 01 07 01 00 00 3C | DD 01 08 03 00 00 16 00 01" << "DD 01 08 03 00 00 13 00 04";
+        QTest::newRow("the peripheral disconnects") << 1 << kDisconnect0
+            << "DD 01 08 03 00 00 13 00 04" << "BB 01 07 01 00 00 3C | DD 01 08 03 00 00 16 00 01";
+        QTest::newRow("the central's peer is dropped") << 0 << "drop"
+            << "DD 01 08 03 00 00 13 00 04" << "DD 01 08 03 00 00 16 00 01";
+        QTest::newRow("the central is reset: the peripheral times out") << 0 << kReset
+            << "BB 00 01 01 00 00 43 | CC 00 02 01 00 00 31 | log: Tarvine virtual dongle 0 ready, sdk 5.0.0"
+            << "DD 01 08 03 00 00 08 00 0F";
+    }
+    void twoDongles()
+    {
+        VirtualAir air;
+        air.setWorld({});
+        VirtualDongle central(0, &air);
+        VirtualDongle peripheral(1, &air);
+        QByteArray up[2];
+        VirtualDongle* dongles[2] = {&central, &peripheral};
+        for (int n : {0, 1}) {
+            connect(dongles[n], &VirtualDongle::uplink, this, [&up, n](const QByteArray& bytes) { up[n] += bytes; });
+            dongles[n]->feed(hex(kReset));
+        }
+        central.scanner()->setRssiJitter(0);
+
+        // What the advertising engine will do for the tool: a connectable legacy set.
+        VirtualAdvertiser set;
+        set.address = peripheral.localDevice()->identityAddress();
+        set.addressType = peripheral.localDevice()->identityAddressType();
+        set.intervalMs = 20;
+        set.advData = hex("020106 0B0954617276696E652053696D");
+        set.owner = peripheral.number();
+        set.peer = peripheral.connections();
+        air.addAdvertiser(set);
+
+        up[0].clear();
+        central.feed(hex(kActiveScan));
+        const QByteArray report = hex("DD 01 02 23 00 11 53 00 5E 00 00 00 7F C4 07 01 01 00 FF 00 00 FF 10 00 02 01 06 "
+                                      "0B 09 54 61 72 76 69 6E 65 20 53 69 6D A2");
+        QTRY_VERIFY_WITH_TIMEOUT(cut(up[0]).contains(report), 5000);
+        central.feed(hex("AA 01 03 00 00 52")); // Stop Scan
+
+        up[0].clear();
+        up[1].clear();
+        central.feed(hex(kConnectDongle1));
+        QTRY_COMPARE_WITH_TIMEOUT(up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 "
+                                                           "00 00 11 53 00 5E 00 00 00 D8").toHex(' '), 5000);
+        QCOMPARE(up[1].toHex(' '), hex("DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 05 00 10 53 00 5E 00 00 01 D3").toHex(' '));
+        QVERIFY(peripheral.connections()->hasCentral());
+
+        // Data queued at one end comes out at the other, both ways, on the channel taken there.
+        QStringList heard[2];
+        for (int n : {0, 1}) {
+            dongles[n]->connections()->setChannelHandler(0x0004, [&heard, n](int condix, const QByteArray& data) {
+                heard[n].append(QString::number(condix) + " " + QString::fromLatin1(data));
+            });
+        }
+        QVERIFY(central.connections()->send(0, 0x0004, "ping"));
+        QVERIFY(central.connections()->send(0, 0x0005, "nobody takes this channel"));
+        QVERIFY(peripheral.connections()->send(0, 0x0004, "pong"));
+        QTRY_COMPARE_WITH_TIMEOUT(heard[1], QStringList{"0 ping"}, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(heard[0], QStringList{"0 pong"}, 5000);
+
+        QFETCH(int, ender);
+        QFETCH(QString, step);
+        up[0].clear();
+        up[1].clear();
+        if (step == "drop")
+            QVERIFY(dongles[ender]->connections()->drop(0));
+        else
+            dongles[ender]->feed(hex(step));
+        QFETCH(QString, centralHears);
+        QFETCH(QString, peripheralHears);
+        QTRY_COMPARE_WITH_TIMEOUT(up[0].toHex(' '), frames(centralHears).toHex(' '), 5000);
+        QCOMPARE(up[1].toHex(' '), frames(peripheralHears).toHex(' '));
+        QVERIFY(!peripheral.connections()->hasCentral());
+        QVERIFY(!central.connections()->send(0, 0x0004, "gone"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Link)
+#include "tst_link.moc"

@@ -1,0 +1,150 @@
+#include <QtTest>
+
+#include "world/attributedatabase.h"
+#include "world/worldloader.h"
+
+// A device of the given JSON members, with an address unless they bring one.
+static QByteArray device(const QString& members)
+{
+    const QString address = members.contains("\"address\"") ? QString() : QStringLiteral("\"address\": \"C6:5A:20:00:00:01\", ");
+    return QStringLiteral("{\"devices\": [{%1%2}]}").arg(address, members).toUtf8();
+}
+
+class tst_WorldLoader : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refusals_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("message");
+
+        const auto row = [](const char* name, const QByteArray& json, const QString& message) {
+            QTest::newRow(name) << json << QStringLiteral("world.json: ") + message;
+        };
+        row("not JSON", "{\"devices\": [", "not JSON: unterminated array at byte 13");
+        row("not an object", "[]", "must be an object with \"devices\"");
+        row("misspelt top key", "{\"device\": []}", "\"device\" is no key of this file; known here: devices");
+        row("devices not a list", "{\"devices\": {}}", "\"devices\" must be an array, not an object");
+        row("device not an object", "{\"devices\": [7]}", "device 0: must be an object, not 7");
+        row("misspelt key", device("\"name\": \"Lamp\", \"rsi\": -50"),
+            "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
+            "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
+            "scanResponse, periodicData, services, repeat");
+        row("no address", "{\"devices\": [{}]}", "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not null");
+        row("address of five bytes", device("\"address\": \"C6:5A:10:00:01\""),
+            "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:01\"");
+        row("address type with a capital", device("\"addressType\": \"Public\""),
+            "device 0: \"addressType\" must be \"public\" or \"random\", not \"Public\"");
+        row("kind with a capital", device("\"kind\": \"Extended\""),
+            "device 0: \"kind\" must be \"legacy\" or \"extended\", not \"Extended\"");
+        row("txPower past 8 bits", device("\"txPower\": 300"),
+            "device 0: \"txPower\" must be a whole number from -127 to 127, not 300");
+        row("txPower above 20 dBm", device("\"txPower\": 21"),
+            "device 0: \"txPower\" must be from -127 to 20 dBm, or 127 for none; not 21");
+        row("rssi as text", device("\"rssi\": \"loud\""),
+            "device 0: \"rssi\" must be a whole number from -127 to 20, not \"loud\"");
+        row("interval not whole", device("\"intervalMs\": 20.5"),
+            "device 0: \"intervalMs\" must be a whole number from 20 to 10240, not 20.5");
+        row("connectable as text", device("\"connectable\": \"yes\""),
+            "device 0: \"connectable\" must be true or false, not \"yes\"");
+        row("legacy connectable but not scannable", device("\"scannable\": false"),
+            "device 0: \"scannable\" must be true for a connectable legacy device: no undirected legacy "
+            "advertisement is connectable alone");
+        row("extended connectable and scannable", device("\"kind\": \"extended\", \"scannable\": true"),
+            "device 0: \"scannable\" must be false for a connectable extended device: extended advertising is "
+            "connectable or scannable, never both");
+        row("sid on a legacy device", device("\"sid\": 3"), "device 0: \"sid\" is for extended devices only");
+        row("periodic and connectable", device("\"kind\": \"extended\", \"periodicIntervalMs\": 100"),
+            "device 0: \"periodicIntervalMs\" needs a device that is neither connectable nor scannable");
+        row("periodic data without an interval",
+            device("\"kind\": \"extended\", \"connectable\": false, \"periodicData\": \"0201\""),
+            "device 0: \"periodicData\" needs \"periodicIntervalMs\"");
+        row("scan response that is never sent", device("\"connectable\": false, \"scanResponse\": \"0201\""),
+            "device 0: \"scanResponse\" is never sent: the device is not scannable");
+        row("advData not hex", device("\"advData\": \"0G\""), "device 0: \"advData\" must be hex bytes, not \"0G\"");
+        row("advData too long for legacy", device(QStringLiteral("\"advData\": \"%1\"").arg(QString(64, 'A'))),
+            "device 0: \"advData\" holds 32 bytes, more than the 31 that fit");
+        row("name too long for the advertising data", device("\"name\": \"A name of thirty letters, give or\""),
+            "device 0 \"A name of thirty letters, give or\": \"name\" makes an advertising payload of 38 bytes, "
+            "more than the 31 that fit; give \"advData\"");
+        row("copies past the last address", device("\"address\": \"FF:FF:FF:FF:FF:FE\", \"repeat\": 3"),
+            "device 0: \"repeat\" makes 3 copies, which run past FF:FF:FF:FF:FF:FF");
+        row("address taken", "{\"devices\": [{\"address\": \"C6:5A:20:00:00:00\", \"repeat\": 2}, {\"name\": \"B\", "
+                              "\"address\": \"C6:5A:20:00:00:01\"}]}",
+            "device 1 \"B\": \"address\" C6:5A:20:00:00:01 is taken by device 0");
+        row("service uuid of three digits", device("\"services\": [{\"uuid\": \"180\", \"characteristics\": []}]"),
+            "device 0: \"services[0].uuid\" must be 4 or 32 hex digits, like 180D, not \"180\"");
+        row("unknown property", device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", "
+                                       "\"properties\": [\"notifies\"]}]}]"),
+            "device 0: \"services[0].characteristics[0].properties\" knows no \"notifies\"; known: broadcast, read, "
+            "writeWithoutResponse, write, notify, indicate, authenticatedSignedWrites, extendedProperties");
+        row("notifications without notify", device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": "
+                                                   "\"2A37\", \"properties\": [\"read\"], \"notifyEveryMs\": 100}]}]"),
+            "device 0: \"services[0].characteristics[0].notifyEveryMs\" needs \"notify\" or \"indicate\" in \"properties\"");
+        row("descriptor with a misspelt key",
+            device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", \"descriptors\": "
+                   "[{\"uuid\": \"2902\", \"valeu\": \"0000\"}]}]}]"),
+            "device 0: \"services[0].characteristics[0].descriptors[0].valeu\" is no key of this file; known here: uuid, value");
+    }
+    void refusals()
+    {
+        QFETCH(QByteArray, json);
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader("world.json");
+        QVERIFY(!loader.parse(json, &devices));
+        QTEST(loader.error(), "message");
+    }
+    void shippedWorlds_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("devices");
+        QTest::newRow("default.json") << "default.json" << 6;
+        QTest::newRow("example.json") << "example.json" << 8;
+        QTest::newRow("crowd-1000.json") << "crowd-1000.json" << 1000;
+    }
+    void shippedWorlds()
+    {
+        QFETCH(QString, file);
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(QStringLiteral(SRCDIR "../../sim/worlds/") + file);
+        QVERIFY2(loader.load(&devices), qPrintable(loader.error()));
+        QTEST(devices.size(), "devices");
+    }
+    void repeatMakesNumberedCopies()
+    {
+        QVector<VirtualAdvertiser> all;
+        QVERIFY(WorldLoader("world.json").parse(R"({"devices": [{"name": "Tag %n", "address": "C6:5A:21:00:00:FF",
+            "connectable": false, "repeat": 3}]})", &all));
+        QCOMPARE(all.size(), 3);
+        QCOMPARE(all.at(2).name, QStringLiteral("Tag 2"));
+        // FF + 2 carries into the next byte.
+        QCOMPARE(all.at(2).address, QByteArray::fromHex("010100215AC6"));
+        QCOMPARE(all.at(1).advData, QByteArray::fromHex("020104 060954616720 31"));
+    }
+    // The thermometer of the default world: a configuration descriptor given, one added, one per link.
+    void attributeDatabase()
+    {
+        const AttributeDatabase database(WorldLoader::defaultWorld().at(2).services);
+        QStringList layout;
+        for (const AttributeDatabase::Attribute& a : database.attributes())
+            layout.append(QStringLiteral("%1 %2 %3").arg(a.handle).arg(QString(a.type.toHex()), QString(a.value.toHex())));
+        QCOMPARE(layout, QStringList({"1 0028 0918", "2 0328 2003001c2a", "3 1c2a 00a40100fe", "4 0229 0000",
+                                      "5 0129 426f64792074656d7065726174757265", "6 0328 0207001d2a", "7 1d2a 02",
+                                      "8 0328 2a0900212a", "9 212a 0a00", "10 0229 0000", "11 0629 01002c01"}));
+        const AttributeDatabase heartRate(WorldLoader::defaultWorld().at(0).services);
+        QCOMPARE(heartRate.attributes().at(3).type, QByteArray::fromHex("0229")); // added after 2A37's value
+        const Link* first = reinterpret_cast<const Link*>(0x10);
+        const Link* second = reinterpret_cast<const Link*>(0x20);
+        AttributeDatabase perLink(heartRate);
+        perLink.setClientConfiguration(first, 4, 1);
+        QCOMPARE(perLink.clientConfiguration(first, 4), quint16(1));
+        QCOMPARE(perLink.clientConfiguration(second, 4), quint16(0));
+        perLink.forget(first);
+        QCOMPARE(perLink.clientConfiguration(first, 4), quint16(0));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_WorldLoader)
+#include "tst_worldloader.moc"
