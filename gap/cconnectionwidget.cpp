@@ -272,11 +272,7 @@ void CConnectionWidget::releaseCurrentRow()
 
 void CConnectionWidget::onRcvMsg(const QByteArray& rcvMsg)
 {
-    if (!CCommand::isInvalidUpLinkMsg(m_logger, rcvMsg))
-        return;
-    const auto handler = procTable.constFind(CCommand::uplinkId(rcvMsg));
-    if (handler != procTable.cend())
-        (this->*handler.value())(rcvMsg);
+    dispatchUplink(this, procTable, m_logger, rcvMsg);
 }
 
 void CConnectionWidget::responseProc(const QByteArray& frame)

@@ -9,6 +9,7 @@
 
 #include "gap/devicestablemodel.h"
 #include "schema/ccommand.h"
+#include "schema/uplinkdispatch.h"
 
 class CLayerWidget;
 class CMsg;
@@ -59,7 +60,6 @@ public slots:
     void on_searchPrevious(SearchBox* sb);
 
 private:
-    using Handler = void (CConnectionWidget::*)(const QByteArray&);
 
     void fillProcTable();
     void fillAdTypeNames();
@@ -103,6 +103,6 @@ private:
     QByteArray m_masterCondixes;
     DeviceRow pendingPeer;
     QMap<quint8, QString> adTypeNames;
-    QMap<QString, Handler> procTable;
+    UplinkTable<CConnectionWidget> procTable;
     SearchBox* m_searchBox = nullptr;
 };
