@@ -26,7 +26,6 @@ public:
     const QVector<QByteArray>& whitelist() const { return m_whitelist; }
     QByteArray identityAddress() const { return m_identityAddress; }
     quint8 identityAddressType() const { return m_identityAddressType; }
-    QString deviceName() const { return QString::fromUtf8(m_deviceName); }
 
 private:
     void restoreDefaults();

@@ -16,6 +16,17 @@ namespace {
 constexpr double BulkShareOfLink = 0.7;
 constexpr double BudgetBurstBytes = 4096;
 
+// Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
+QByteArray probeAnswer()
+{
+    QByteArray answer = QByteArray::fromHex("BB0000");
+    for (const char* text : {"Tarvine Virtual Dongle", "Tarvine", "1.0.0-sim", "VD-1",
+                             "Simulated BLE dongle on a pseudo-terminal", "5.0.0"})
+        answer.append(SimFrame::le16(int(qstrlen(text)))).append(text);
+    answer.append(char(SimFrame::checksum(answer)));
+    return answer;
+}
+
 } // namespace
 
 VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
@@ -49,25 +60,12 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
         engine->install(m_router);
 }
 
-// Engines go before the reader and the air's pointer, which they may still use on the way out.
+// The air may outlive the dongle, and its advertising sets name the dongle as their peer. The
+// engines go next, last made first, before the reader and the air's pointer they may still use.
 VirtualDongle::~VirtualDongle()
 {
     if (m_air)
         m_air->removeAdvertisers(m_number);
-    m_initiator.reset();
-    m_scanner.reset();
-    m_connections.reset();
-    m_localDevice.reset();
-}
-
-QByteArray VirtualDongle::probeAnswer()
-{
-    QByteArray answer = QByteArray::fromHex("BB0000");
-    for (const char* text : {"Tarvine Virtual Dongle", "Tarvine", "1.0.0-sim", "VD-1",
-                             "Simulated BLE dongle on a pseudo-terminal", "5.0.0"})
-        answer.append(SimFrame::le16(int(qstrlen(text)))).append(text);
-    answer.append(char(SimFrame::checksum(answer)));
-    return answer;
 }
 
 void VirtualDongle::powerCycle()

@@ -61,7 +61,6 @@ public:
     // Log lines at this rate until it is 0; at most LogFlood::MaxLinesPerSecond.
     void setFlood(int linesPerSecond);
     int flood() const;
-    bool hasBeenReset() const { return m_reset; }
 
     LocalDeviceEngine* localDevice() const { return m_localDevice.get(); }
     ScannerEngine* scanner() const { return m_scanner.get(); }
@@ -80,9 +79,6 @@ public:
     // From the connection manager, for every engine.
     void linkOpened(int condix, Link* link);
     void linkClosed(int condix);
-
-    // Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
-    static QByteArray probeAnswer();
 
 signals:
     // One emission per uplink frame, in order (an injected chunk counts as one).

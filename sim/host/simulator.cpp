@@ -7,8 +7,8 @@
 
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
-#include "dongle/virtualdongle.h"
 #include "dongle/logflood.h"
+#include "dongle/virtualdongle.h"
 #include "portfolderlock.h"
 #include "proto/simframe.h"
 #include "ptyendpoint.h"
@@ -51,14 +51,6 @@ bool Simulator::start(const Options& options, QString* error)
         }
         m_air->setWorld(devices);
     }
-    if (!options.traceFile.isEmpty()) {
-        m_trace = std::make_unique<QFile>(options.traceFile);
-        if (!m_trace->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-            if (error)
-                *error = QStringLiteral("cannot write %1").arg(options.traceFile);
-            return false;
-        }
-    }
     const QString folder = options.folder.isEmpty() ? defaultFolder() : options.folder;
     if (!QDir().mkpath(folder)) {
         if (error)
@@ -71,6 +63,15 @@ bool Simulator::start(const Options& options, QString* error)
         if (error)
             *error = lockError;
         return false;
+    }
+    // Only now: a trace of the same name may be another simulator's.
+    if (!options.traceFile.isEmpty()) {
+        m_trace = std::make_unique<QFile>(options.traceFile);
+        if (!m_trace->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+            if (error)
+                *error = QStringLiteral("cannot write %1").arg(options.traceFile);
+            return false;
+        }
     }
     for (int n = 0; n < options.dongles; ++n) {
         auto* dongle = new VirtualDongle(n, m_air, this);
@@ -106,11 +107,6 @@ VirtualDongle* Simulator::dongle(int n) const
     return n >= 0 && n < m_dongles.size() ? m_dongles.at(n) : nullptr;
 }
 
-PtyEndpoint* Simulator::endpoint(int n) const
-{
-    return n >= 0 && n < m_endpoints.size() ? m_endpoints.at(n) : nullptr;
-}
-
 void Simulator::trace(int dongle, const char* direction, const QByteArray& bytes)
 {
     if (!m_trace)
@@ -128,7 +124,6 @@ QString Simulator::control(const QString& line)
     if (verb.isEmpty())
         return QStringLiteral("error: empty line");
     if (verb == QLatin1String("quit")) {
-        m_quit = true;
         emit quitAsked();
         return QStringLiteral("ok");
     }

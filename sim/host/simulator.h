@@ -40,14 +40,12 @@ public:
     QStringList portLines() const;
     // Runs one control line and gives its answer: "ok" or "error: ...".
     QString control(const QString& line);
-    bool quitRequested() const { return m_quit; }
 
     // The port folder as the tool finds it: $TARVINE_SIM_DIR, else $XDG_RUNTIME_DIR/tarvine-sim,
     // else /tmp/tarvine-sim-<uid>.
     static QString defaultFolder();
 
     VirtualDongle* dongle(int n) const;
-    PtyEndpoint* endpoint(int n) const;
 
 signals:
     void quitAsked();
@@ -61,5 +59,4 @@ private:
     QVector<PtyEndpoint*> m_endpoints;
     std::unique_ptr<QFile> m_trace;
     QElapsedTimer m_clock;
-    bool m_quit = false;
 };

@@ -64,51 +64,44 @@ void FrameReader::dropHeader(const QString& reason)
 void FrameReader::parse()
 {
     while (!m_buffer.isEmpty()) {
-        const int size = m_buffer.size();
-        if (quint8(m_buffer.at(0)) == SimFrame::Downlink) {
-            if (size < 5)
-                return;
-            const int length = SimFrame::readLe16(m_buffer, 3);
-            if (length > MaxLength) {
-                dropHeader(QStringLiteral("length %1 too long, header dropped").arg(length));
-                continue;
-            }
-            if (size < length + 6)
-                return;
-            const QByteArray whole = m_buffer.left(length + 6);
-            if (SimFrame::checksum(whole) != 0) {
-                dropHeader(QStringLiteral("checksum error in %1, header dropped")
-                               .arg(SimFrame::commandId(quint8(whole.at(1)), quint8(whole.at(2)))));
-                continue;
-            }
-            m_buffer.remove(0, whole.size());
+        const bool command = quint8(m_buffer.at(0)) == SimFrame::Downlink;
+        if (!command && nextStart(0) != 0) {
+            const int garbage = nextStart(1);
+            m_buffer.remove(0, garbage);
+            emit dropped(garbage == 1 ? QStringLiteral("dropped 1 byte without frame header")
+                                      : QStringLiteral("dropped %1 bytes without frame header").arg(garbage));
+            continue;
+        }
+        // A command frame: 0xAA, module, opcode, length, payload, checksum. A loader frame (or a
+        // "D" waiting for its "G"): "DG", command, length, payload, 16-bit sum.
+        const int lengthAt = command ? 3 : 4;
+        const int overhead = command ? 6 : 8;
+        if (m_buffer.size() < lengthAt + 2)
+            return;
+        const int length = SimFrame::readLe16(m_buffer, lengthAt);
+        if (length > (command ? MaxLength : LoaderMaxLength)) {
+            dropHeader(QStringLiteral("%1length %2 too long, header dropped")
+                           .arg(command ? QString() : QStringLiteral("loader frame "))
+                           .arg(length));
+            continue;
+        }
+        if (m_buffer.size() < length + overhead)
+            return;
+        const QByteArray whole = m_buffer.left(length + overhead);
+        if (command && SimFrame::checksum(whole) != 0) {
+            dropHeader(QStringLiteral("checksum error in %1, header dropped")
+                           .arg(SimFrame::commandId(quint8(whole.at(1)), quint8(whole.at(2)))));
+            continue;
+        }
+        if (!command && !loaderSumOk(whole)) {
+            dropHeader(QStringLiteral("sum error in loader command %1, header dropped").arg(SimFrame::readLe16(whole, 2)));
+            continue;
+        }
+        m_buffer.remove(0, whole.size());
+        if (command)
             emit frame(whole);
-            continue;
-        }
-        if (nextStart(0) == 0) { // "DG", or a "D" waiting for its second byte
-            if (size < 6)
-                return;
-            const int length = SimFrame::readLe16(m_buffer, 4);
-            if (length > LoaderMaxLength) {
-                dropHeader(QStringLiteral("loader frame length %1 too long, header dropped").arg(length));
-                continue;
-            }
-            if (size < length + 8)
-                return;
-            const QByteArray whole = m_buffer.left(length + 8);
-            if (!loaderSumOk(whole)) {
-                dropHeader(QStringLiteral("sum error in loader command %1, header dropped")
-                               .arg(SimFrame::readLe16(whole, 2)));
-                continue;
-            }
-            m_buffer.remove(0, whole.size());
+        else
             emit loaderFrame(whole);
-            continue;
-        }
-        const int garbage = nextStart(1);
-        m_buffer.remove(0, garbage);
-        emit dropped(garbage == 1 ? QStringLiteral("dropped 1 byte without frame header")
-                                  : QStringLiteral("dropped %1 bytes without frame header").arg(garbage));
     }
 }
 

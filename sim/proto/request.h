@@ -27,8 +27,8 @@ public:
     int number(const QString& key) const;
 
 private:
-    const SimCommandTable::Command* m_command;
-    quint8 m_module;
-    quint8 m_opcode;
+    const SimCommandTable::Command* m_command = nullptr;
+    quint8 m_module = 0;
+    quint8 m_opcode = 0;
     QByteArray m_payload;
 };

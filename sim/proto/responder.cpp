@@ -26,11 +26,6 @@ void Responder::setChecking(bool on)
     checking = on;
 }
 
-bool Responder::isChecking()
-{
-    return checking;
-}
-
 QByteArray Responder::refuse(const QString& id, const QString& why) const
 {
     qCritical("tarvine-sim: uplink %s refused: %s", qPrintable(id), qPrintable(why));

@@ -21,7 +21,6 @@ public:
     explicit Responder(const SimCommandTable& table);
 
     static void setChecking(bool on);
-    static bool isChecking();
 
     // An ack: one status byte, whatever the row says, since every command has one.
     QByteArray ack(quint8 module, quint8 opcode, quint8 status) const;

@@ -70,9 +70,4 @@ QByteArray fromHex(const QString& text, bool* ok)
     return good ? QByteArray::fromHex(digits.toLatin1()) : QByteArray();
 }
 
-QString toHex(const QByteArray& bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ')).toUpper();
-}
-
 } // namespace SimFrame

@@ -26,6 +26,5 @@ QByteArray le16(int value);
 int readLe16(const QByteArray& bytes, int at);
 // Hex digits; blanks, colons and dashes between them are ignored.
 QByteArray fromHex(const QString& text, bool* ok = nullptr);
-QString toHex(const QByteArray& bytes);
 
 } // namespace SimFrame

@@ -17,6 +17,9 @@ namespace {
 constexpr int LegacyDataBytes = 31;
 constexpr int ExtendedDataBytes = 1650;
 constexpr int AttributeValueBytes = 512;
+// Beyond these a file is a mistake, and reading it on would only eat the machine.
+constexpr qint64 MaxFileBytes = 64 << 20;
+constexpr int MaxDevices = 100000;
 
 const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
                                 "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
@@ -99,7 +102,10 @@ bool WorldLoader::load(QVector<VirtualAdvertiser>* devices)
     QFile file(m_fileName);
     if (!file.open(QIODevice::ReadOnly))
         return fail(QString(), QStringLiteral("cannot be read: %1").arg(file.errorString()));
-    return parse(file.readAll(), devices);
+    const QByteArray json = file.read(MaxFileBytes + 1);
+    if (json.size() > MaxFileBytes)
+        return fail(QString(), QStringLiteral("is larger than %1 MiB").arg(MaxFileBytes >> 20));
+    return parse(json, devices);
 }
 
 bool WorldLoader::parse(const QByteArray& json, QVector<VirtualAdvertiser>* devices)
@@ -368,6 +374,8 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
     a.sid = quint8(sid);
     a.secondaryPhy = quint8(secondaryPhy);
 
+    if (world->size() + repeat > MaxDevices)
+        return fail(QStringLiteral("repeat"), QStringLiteral("makes the world hold more than %1 devices").arg(MaxDevices));
     const bool generatedData = !object.contains(QLatin1String("advData"));
     for (int n = 0; n < repeat; ++n) {
         VirtualAdvertiser copy = a;

@@ -1,4 +1,5 @@
 #include <QFile>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QXmlStreamReader>
 #include <QtTest>
@@ -226,6 +227,26 @@ private slots:
         QTRY_VERIFY2_WITH_TIMEOUT(ids().contains(last), qPrintable(ids().join(' ')), 5000);
         for (const QByteArray& frame : cut(up))
             QVERIFY2(fitsItsRow(frame), qPrintable(frame.toHex(' ')));
+    }
+
+    // sim/README.md lists the commands that get status 17, and no others.
+    void notSimulatedListed()
+    {
+        QFile readme(SRCDIR "../../sim/README.md");
+        QVERIFY(readme.open(QIODevice::ReadOnly | QIODevice::Text));
+        const QString text = QString::fromUtf8(readme.readAll());
+        const QString section = text.section("## Commands not simulated yet", 1).section("\n## ", 0, 0);
+        QStringList listed;
+        QRegularExpressionMatchIterator it = QRegularExpression("`([0-9A-F]{2}@[0-9A-F]{2})`").globalMatch(section);
+        while (it.hasNext())
+            listed.append(it.next().captured(1));
+        listed.sort();
+        VirtualAir air;
+        const VirtualDongle dongle(0, &air);
+        QStringList unanswered = SimCommandTable::instance().downlinkIds();
+        for (const QString& id : dongle.router().ids())
+            unanswered.removeAll(id);
+        QCOMPARE(listed, unanswered);
     }
 
 private:

@@ -71,6 +71,10 @@ private slots:
             "more than the 31 that fit; give \"advData\"");
         row("copies past the last address", device("\"address\": \"FF:FF:FF:FF:FF:FE\", \"repeat\": 3"),
             "device 0: \"repeat\" makes 3 copies, which run past FF:FF:FF:FF:FF:FF");
+        row("more devices than the air takes",
+            "{\"devices\": [{\"address\": \"C6:5A:20:00:00:00\", \"repeat\": 60000}, "
+            "{\"address\": \"C6:5A:30:00:00:00\", \"repeat\": 60000}]}",
+            "device 1: \"repeat\" makes the world hold more than 100000 devices");
         row("address taken", "{\"devices\": [{\"address\": \"C6:5A:20:00:00:00\", \"repeat\": 2}, {\"name\": \"B\", "
                               "\"address\": \"C6:5A:20:00:00:01\"}]}",
             "device 1 \"B\": \"address\" C6:5A:20:00:00:01 is taken by device 0");

@@ -1,0 +1,117 @@
+#include <unistd.h>
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include "dongle/virtualdongle.h"
+#include "host/simulator.h"
+#include "uplinkbytes.h"
+
+// The simulator as a whole: control lines, its port folder, and the executable's refusals.
+class tst_Simulator : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        QVERIFY(m_folder.isValid());
+        qputenv("TARVINE_SIM_DIR", QFile::encodeName(m_folder.path()));
+    }
+    void controlLines_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("flood") << "flood 1 200" << "ok";
+        QTest::newRow("flood stopped") << "flood 1 0" << "ok";
+        QTest::newRow("flood past the link") << "flood 1 1001" << "error: flood takes 0 to 1000 lines a second";
+        QTest::newRow("flood without a rate") << "flood 1" << "error: flood takes 0 to 1000 lines a second";
+        QTest::newRow("flood of a dongle not there") << "flood 2 10" << "error: no dongle \"2\"";
+        QTest::newRow("unknown verb") << "floodd 1 10" << "error: unknown command \"floodd\"";
+    }
+    void controlLines()
+    {
+        Simulator simulator;
+        QString error;
+        QVERIFY2(simulator.start(options(2), &error), qPrintable(error));
+        QFETCH(QString, line);
+        QTEST(simulator.control(line), "answer");
+    }
+    // Lines of 36 bytes with a counter, until the rate is 0.
+    void flood()
+    {
+        Simulator simulator;
+        QString error;
+        QVERIFY2(simulator.start(options(1), &error), qPrintable(error));
+        QByteArray up;
+        connect(simulator.dongle(0), &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        QCOMPARE(simulator.control("flood 0 500"), QString("ok"));
+        QTRY_VERIFY_WITH_TIMEOUT(cut(up).size() >= 3, 5000);
+        QCOMPARE(cut(up).mid(0, 3), (QList<QByteArray>{frames("log: dongle 0 flood line 00000001 of text"),
+                                                       frames("log: dongle 0 flood line 00000002 of text"),
+                                                       frames("log: dongle 0 flood line 00000003 of text")}));
+        QCOMPARE(simulator.control("flood 0 0"), QString("ok"));
+        QCOMPARE(simulator.dongle(0)->flood(), 0);
+    }
+    void portFolderTaken()
+    {
+        Simulator first;
+        QString error;
+        QVERIFY2(first.start(options(1), &error), qPrintable(error));
+        Simulator second;
+        QVERIFY(!second.start(options(1), &error));
+        QCOMPARE(error, QStringLiteral("the port folder %1 is in use by another tarvine-sim (pid %2); give this one a "
+                                       "folder of its own with --dir or TARVINE_SIM_DIR")
+                            .arg(m_folder.path()).arg(::getpid()));
+        QVERIFY(QFileInfo(m_folder.filePath("ttySIM0")).isSymLink());
+    }
+    // The executable says why on stderr and leaves with status 1.
+    void refusals_data()
+    {
+        QTest::addColumn<QString>("world");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("world with a misspelt key") << R"({"devices": [{"adress": "C6:5A:10:00:00:01"}]})"
+            << "\"adress\" is no key of this file";
+        QTest::newRow("port folder held") << "" << "is in use by another tarvine-sim";
+    }
+    void refusals()
+    {
+        QFETCH(QString, world);
+        Simulator holder;
+        QString error;
+        QStringList arguments{"--dir", m_folder.path()};
+        if (world.isEmpty()) {
+            QVERIFY2(holder.start(options(1), &error), qPrintable(error));
+        } else {
+            QFile file(m_folder.filePath("world.json"));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(world.toUtf8());
+            file.close();
+            arguments << "--world" << file.fileName();
+        }
+        QProcess process;
+        process.start(TARVINE_SIM_PATH, arguments);
+        QVERIFY(process.waitForFinished(10000));
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(process.readAllStandardOutput().isEmpty());
+        const QString said = QString::fromUtf8(process.readAllStandardError());
+        QFETCH(QString, message);
+        QVERIFY2(said.startsWith("tarvine-sim: ") && said.contains(message), qPrintable(said));
+    }
+
+private:
+    Simulator::Options options(int dongles) const
+    {
+        Simulator::Options options;
+        options.dongles = dongles;
+        options.folder = m_folder.path();
+        return options;
+    }
+
+    QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_Simulator)
+#include "tst_simulator.moc"
