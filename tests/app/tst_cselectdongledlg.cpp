@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <QFileInfo>
 #include <QLabel>
 #include <QTemporaryDir>
@@ -112,11 +114,14 @@ private slots:
         QCOMPARE(root->child(0)->text(0), QString("Tarvine Virtual Dongle(ttyTEST0)"));
         QCOMPARE(dialog.findChild<QLabel*>("labelManufacturer")->text(), QString("Simulatec Instruments"));
 
-        // Every detail shows whole: one line where it fits, wrapped where it is long.
-        for (const QLabel* label : dialog.findChildren<QLabel*>(QRegularExpression("^label(?!.*Caption$)"))) {
-            const int needed = label->wordWrap() ? label->heightForWidth(label->width()) : label->sizeHint().width();
-            QVERIFY2(needed <= (label->wordWrap() ? label->height() : label->width()), qPrintable(label->text()));
-        }
+        // Every detail shows whole, once the layout has settled: one line where it fits, wrapped
+        // where it is long.
+        const auto labels = dialog.findChildren<QLabel*>(QRegularExpression("^label(?!.*Caption$)"));
+        const auto whole = [](const QLabel* label) {
+            return label->wordWrap() ? label->heightForWidth(label->width()) <= label->height()
+                                     : label->sizeHint().width() <= label->width();
+        };
+        QTRY_VERIFY(std::all_of(labels.cbegin(), labels.cend(), whole));
         dialog.grab().save(SCREENSHOT_DIR "selectdongle.png");
         otherTab.closePort();
     }
