@@ -163,7 +163,8 @@ QString Simulator::control(const QString& line)
         const QString id = rest.section(QLatin1Char(' '), 0, 0).toUpper();
         bool codeOk = false;
         const uint code = rest.section(QLatin1Char(' '), 1, 1).toUInt(&codeOk, 0);
-        static const QRegularExpression idPattern(QStringLiteral("^[0-9A-F]{2}@[0-9A-F]{2}$"));
+        static const QRegularExpression idPattern(
+            QRegularExpression::anchoredPattern(QStringLiteral("[0-9A-F]{2}@[0-9A-F]{2}")));
         if (!idPattern.match(id).hasMatch())
             return QStringLiteral("error: command id must look like 01@84");
         if (!codeOk || code > 255)

@@ -31,8 +31,11 @@ const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descript
 QString valueText(const QJsonValue& value)
 {
     switch (value.type()) {
-    case QJsonValue::String:
-        return QLatin1Char('"') + value.toString() + QLatin1Char('"');
+    case QJsonValue::String: {
+        // Escaped as in the file, so that a stray newline or quote shows where it stands.
+        const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+        return QString::fromUtf8(array.mid(1, array.size() - 2));
+    }
     case QJsonValue::Double:
         return QString::number(value.toDouble(), 'g', 15);
     case QJsonValue::Bool:
@@ -313,7 +316,9 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
         || !choice(object, QStringLiteral("addressType"), {"public", "random"}, &addressType)
         || !choice(object, QStringLiteral("kind"), {"legacy", "extended"}, &kind))
         return false;
-    static const QRegularExpression addressPattern(QStringLiteral("^[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}$"));
+    // Anchored to the very end: "$" alone would let a newline after the address through.
+    static const QRegularExpression addressPattern(
+        QRegularExpression::anchoredPattern(QStringLiteral("[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}")));
     if (!addressPattern.match(address).hasMatch())
         return fail(QStringLiteral("address"), QStringLiteral("must be six bytes like C6:5A:12:34:56:01, not %1")
                                                    .arg(valueText(object.value(QLatin1String("address")))));

@@ -35,6 +35,8 @@ private slots:
         row("no address", "{\"devices\": [{}]}", "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not null");
         row("address of five bytes", device("\"address\": \"C6:5A:10:00:01\""),
             "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:01\"");
+        row("address with a newline after it", device("\"address\": \"C6:5A:10:00:00:01\\n\""),
+            "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:00:01\\n\"");
         row("address type with a capital", device("\"addressType\": \"Public\""),
             "device 0: \"addressType\" must be \"public\" or \"random\", not \"Public\"");
         row("kind with a capital", device("\"kind\": \"Extended\""),

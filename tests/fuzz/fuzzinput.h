@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <QByteArray>
+
+// Reads a fuzz input from the front: small numbers that steer a target, then the rest as bytes.
+class FuzzInput
+{
+public:
+    FuzzInput(const uint8_t* data, size_t size)
+        : m_data(data)
+        , m_size(size)
+    {
+    }
+
+    bool atEnd() const { return m_pos >= m_size; }
+    // One byte, 0 once the input is used up.
+    quint8 byte() { return atEnd() ? 0 : m_data[m_pos++]; }
+    // Up to `count` bytes.
+    QByteArray bytes(size_t count)
+    {
+        const size_t n = count < m_size - m_pos ? count : m_size - m_pos;
+        const QByteArray out(reinterpret_cast<const char*>(m_data + m_pos), int(n));
+        m_pos += n;
+        return out;
+    }
+    QByteArray rest() { return bytes(m_size - m_pos); }
+
+private:
+    const uint8_t* m_data;
+    size_t m_size;
+    size_t m_pos = 0;
+};
