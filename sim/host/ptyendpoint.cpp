@@ -125,15 +125,16 @@ void PtyEndpoint::readMaster()
         emit received(data);
 }
 
-void PtyEndpoint::write(const QByteArray& bytes)
+bool PtyEndpoint::write(const QByteArray& bytes)
 {
     if (!isOpen())
-        return;
-    // With nobody reading, the terminal fills up; past this the dongle's words are lost.
+        return false;
+    // With nobody reading, or a link slower than the dongle speaks, the queue fills up.
     if (m_pending.size() + bytes.size() > MaxPending)
-        return;
+        return false;
     m_pending.append(bytes);
     flush();
+    return true;
 }
 
 void PtyEndpoint::flush()

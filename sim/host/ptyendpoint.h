@@ -29,7 +29,9 @@ public:
     QString slavePath() const { return m_slavePath; }
     QString linkPath() const;
 
-    void write(const QByteArray& bytes);
+    // False when the bytes did not fit behind what still waits for the reader: they are lost,
+    // as a dongle's words are when its UART's queue is full.
+    bool write(const QByteArray& bytes);
     // Delivers uplink bytes no faster than 460800 baud would.
     void setBaudPace(bool on) { m_pace = on; }
 

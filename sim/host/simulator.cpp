@@ -83,10 +83,9 @@ bool Simulator::start(const Options& options, QString* error)
         connect(dongle, &VirtualDongle::downlinkFrame, this,
                 [this, n](const QByteArray& frame) { trace(n, "down", frame); });
         connect(dongle, &VirtualDongle::uplink, this, [this, n, endpoint](const QByteArray& bytes) {
-            if (!endpoint->isOpen())
-                return;
-            trace(n, "up", bytes);
-            endpoint->write(bytes);
+            // Only what goes onto the link is traced: the trace is what the tool was given.
+            if (endpoint->write(bytes))
+                trace(n, "up", bytes);
         });
         if (!endpoint->open(error))
             return false;

@@ -88,6 +88,68 @@ private slots:
         QVERIFY(!tab->msg()->isOpen());
         QVERIFY(!tab->findChild<QToolButton*>("toolButton_reset")->isEnabled());
     }
+    // The dongle pulled out while a frame is half on the wire, again and again: each time the tab
+    // says the connection was cut, and once the port is back the dongle is selected and answers.
+    // TARVINE_UNPLUG_CYCLES sets how many times (100 for a long run by hand).
+    void unplugMidFrameAndBack()
+    {
+        const int cycles = qEnvironmentVariableIsSet("TARVINE_UNPLUG_CYCLES")
+                               ? qEnvironmentVariableIntValue("TARVINE_UNPLUG_CYCLES") : 3;
+        MainDongleWidget* tab = m_window->firstDongle();
+        selectFirstDongle(tab);
+        auto* dialog = tab->findChild<CSelectDongleDialog*>();
+        for (int cycle = 1; cycle <= cycles; ++cycle) {
+            // Working: the start-up queries since the last (re)connection are all answered.
+            QTRY_VERIFY_WITH_TIMEOUT(startupAnsweredSince(m_connectedAt), 15000);
+
+            QString message;
+            bool reselected = false;
+            whenModal([&](QWidget* box) {
+                message = labelTexts(box);
+                box->close();
+                whenModal([&](QWidget* selection) {
+                    if (selection != dialog) {
+                        selection->close();
+                        return;
+                    }
+                    m_sim->control("plug 0");
+                    // The port counts once the watcher has told the dialog, which a Refresh
+                    // before then misses: refresh until the probe finds it.
+                    auto* tree = dialog->findChild<QTreeWidget*>("deviceTree");
+                    auto* refresh = dialog->findChild<QPushButton*>("pb_Refresh");
+                    const QString wanted = QStringLiteral("Tarvine Virtual Dongle(ttySIM0)");
+                    const auto listed = [&] {
+                        const auto items = tree->findItems(wanted, Qt::MatchExactly | Qt::MatchRecursive);
+                        return items.isEmpty() ? nullptr : items.first();
+                    };
+                    const bool found = QTest::qWaitFor([&] {
+                        if (!refresh->isEnabled())
+                            return false;
+                        if (listed())
+                            return true;
+                        refresh->click();
+                        return false;
+                    }, 10000);
+                    if (!found) {
+                        selection->close();
+                        return;
+                    }
+                    tree->setCurrentItem(listed());
+                    m_connectedAt = m_sim->trace().size();
+                    dialog->findChild<QPushButton*>("PB_Connect")->click();
+                    reselected = true;
+                });
+            });
+            // Half a scan report: its header promises 30 bytes that never come.
+            QCOMPARE(m_sim->control("inject 0 DD01021E00C65A1000"), QString("ok"));
+            QCOMPARE(m_sim->control("unplug 0"), QString("ok"));
+            QTRY_VERIFY_WITH_TIMEOUT(reselected, 10000);
+            QVERIFY2(message.contains("The dongle hardware connection has been cut,\r\nPlease check it.|"),
+                     qPrintable(QString("cycle %1: %2").arg(cycle).arg(message)));
+            QVERIFY2(tab->msg()->isOpen(), qPrintable(QString("cycle %1").arg(cycle)));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(startupAnsweredSince(m_connectedAt), 15000);
+    }
     void connectedDongleBeatsUntilItFallsSilent()
     {
         MainDongleWidget* tab = m_window->firstDongle();
@@ -137,6 +199,22 @@ private slots:
     }
 
 private:
+    // Past the first `from` lines of the trace, the tool has sent its last start-up query and the
+    // simulator has answered it: the link works both ways.
+    bool startupAnsweredSince(int from) const
+    {
+        const QVector<SimProcess::TraceLine> trace = m_sim->trace();
+        bool asked = false;
+        for (int i = from; i < trace.size(); ++i) {
+            const SimProcess::TraceLine& line = trace.at(i);
+            if (line.direction == "down" && line.bytes.startsWith(QByteArray::fromHex("aa010d")))
+                asked = true;
+            if (asked && line.direction == "up" && line.bytes.startsWith(QByteArray::fromHex("dd010e")))
+                return true;
+        }
+        return false;
+    }
+
     // Runs the tab's selection dialog, waits for its first probe, and presses Connect.
     void selectFirstDongle(MainDongleWidget* tab)
     {
@@ -163,6 +241,7 @@ private:
     QString m_oldDir;
     std::unique_ptr<SimProcess> m_sim;
     std::unique_ptr<MainWindow> m_window;
+    int m_connectedAt = 0; // trace lines before the last connection
 };
 
 QTEST_MAIN(TestE2eDongle)
