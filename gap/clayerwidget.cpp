@@ -3,6 +3,7 @@
 #include <QVBoxLayout>
 
 #include "app/flat/cflattabwidget.h"
+#include "gap/cgapcmdwidget.h"
 #include "log/logmanager.h"
 
 CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
@@ -26,9 +27,13 @@ CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_pages->setTabPosition(QTabWidget::West);
+    m_gapPage = new CGapCmdWidget(msg, logger, config, dongleName, condix, interval, latency, supervisionTimeout,
+                                  name, address, m_pages);
+    connect(m_gapPage, &CGapCmdWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
     // One letter per line: the titles stand upright beside the pages.
-    for (const char* title : {"G\r\nA\r\nT\r\nT", "G\r\nA\r\nP", "L\r\n2\r\nC\r\nA\r\nP"})
-        m_pages->addTab(new QWidget(m_pages), QString::fromLatin1(title));
+    m_pages->addTab(new QWidget(m_pages), QStringLiteral("G\r\nA\r\nT\r\nT"));
+    m_pages->addTab(m_gapPage, QStringLiteral("G\r\nA\r\nP"));
+    m_pages->addTab(new QWidget(m_pages), QStringLiteral("L\r\n2\r\nC\r\nA\r\nP"));
     layout->addWidget(m_pages);
 }
 

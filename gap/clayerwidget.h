@@ -5,6 +5,7 @@
 
 #include "schema/ccommand.h"
 
+class CGapCmdWidget;
 class CMsg;
 class LogManager;
 class QTabWidget;
@@ -30,6 +31,8 @@ public:
     // The pages refresh only while their connection's tab is the one shown.
     void setCurrent(bool current) { m_current = current; }
     bool isCurrent() const { return m_current; }
+    CGapCmdWidget* gapPage() const { return m_gapPage; }
+    QTabWidget* pages() const { return m_pages; }
 
 signals:
     void sig_disConnect();
@@ -52,4 +55,5 @@ private:
     QString m_address;
     bool m_current = false;
     QTabWidget* m_pages = nullptr;
+    CGapCmdWidget* m_gapPage = nullptr;
 };
