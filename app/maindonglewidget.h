@@ -86,7 +86,6 @@ private slots:
     void on_toolButton_download_clicked();
 
 private:
-
     void fillProcTable();
     void sdkProc(const QByteArray& frame);
     void lastSdkProc(const QByteArray& frame);

@@ -31,6 +31,7 @@
 #include "app/mainwindow.h"
 #include "gap/cconnectionwidget.h"
 #include "link/cmsg.h"
+#include "log/logmanager.h"
 
 namespace {
 
@@ -290,6 +291,7 @@ int main(int argc, char* argv[])
     const QString workdir = parser.isSet(workdirOption) ? parser.value(workdirOption) : temporary.path();
     QDir().mkpath(workdir);
     QDir::setCurrent(workdir);
+    LogManager::setLogRoot(QDir(workdir).filePath(QStringLiteral("Log/")));
     QFile::remove(QStringLiteral("config.ini"));
     {
         QSettings config(QStringLiteral("config.ini"), QSettings::IniFormat);

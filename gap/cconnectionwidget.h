@@ -60,7 +60,6 @@ public slots:
     void on_searchPrevious(SearchBox* sb);
 
 private:
-
     void fillProcTable();
     void fillAdTypeNames();
     void refreshCommandFields();

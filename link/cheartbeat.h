@@ -43,7 +43,6 @@ protected:
     virtual QDateTime now() const;
 
 private:
-
     void heartBeatProc(const QByteArray& frame);
 
     UplinkTable<CHeartBeat> procTable;

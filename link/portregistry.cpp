@@ -5,9 +5,13 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMap>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QPair>
 #include <QRegularExpression>
-#include <QSet>
 #include <QSerialPortInfo>
+#include <QSet>
+#include <QVector>
 #include <QtGlobal>
 
 namespace {
@@ -23,49 +27,80 @@ QString wordCharacters(QString text)
 // gives pts7, a by-id link loses its dashes.
 QString nameFor(const QFileInfo& port)
 {
-    QString name = wordCharacters(port.fileName());
     static const QRegularExpression digitsOnly(QStringLiteral("^\\d*$"));
+    QString name = wordCharacters(port.fileName());
     if (digitsOnly.match(name).hasMatch())
         name.prepend(wordCharacters(port.dir().dirName()));
-    if (name.isEmpty() || !name.back().isDigit())
+    if (digitsOnly.match(name).hasMatch())
+        name.prepend(QLatin1String("port"));
+    if (!name.back().isDigit())
         name += QLatin1Char('0');
     return name;
 }
 
+// The names given out, by device: a device keeps its name for as long as it exists, so that
+// another port coming or going never renames it under the tab that holds it. The probe thread
+// asks too, hence the lock.
+struct Names
+{
+    QMutex mutex;
+    QMap<QString, QString> byDevice;
+};
+
+Names& names()
+{
+    static Names instance;
+    return instance;
+}
+
 // Name -> device path of every port that exists now. A device reached by several paths is
 // listed once, by the first source that names it: the system, the simulator's folder, then
-// $TARVINE_EXTRA_PORTS; a name taken by another device gets a number after it.
+// $TARVINE_EXTRA_PORTS. A name another device holds gets a number after it.
 QMap<QString, QString> portMap()
 {
-    QMap<QString, QString> ports;
-    QSet<QString> devices;
-    const auto add = [&](const QString& path) {
-        const QFileInfo info(path);
-        // A link whose pseudo-terminal is gone is a port that no longer exists.
-        if (!info.exists() || devices.contains(info.canonicalFilePath()))
-            return;
-        devices.insert(info.canonicalFilePath());
-        const QString base = nameFor(info);
-        QString name = base;
-        for (int n = 2; ports.contains(name); ++n)
-            name = base + QLatin1Char('_') + QString::number(n);
-        ports.insert(name, path);
-    };
-
+    QStringList paths;
     const auto infos = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo& info : infos)
-        add(info.systemLocation());
-
+        paths.append(info.systemLocation());
     const QDir simDir(PortRegistry::simulatorFolder());
     const QFileInfoList entries =
         simDir.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
     for (const QFileInfo& entry : entries)
-        add(entry.absoluteFilePath());
+        paths.append(entry.absoluteFilePath());
+    paths += QString::fromLocal8Bit(qgetenv("TARVINE_EXTRA_PORTS")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
 
-    const QStringList extra =
-        QString::fromLocal8Bit(qgetenv("TARVINE_EXTRA_PORTS")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
-    for (const QString& path : extra)
-        add(path);
+    QVector<QPair<QString, QFileInfo>> present; // device, port
+    QSet<QString> devices;
+    for (const QString& path : qAsConst(paths)) {
+        const QFileInfo info(path);
+        // A link whose pseudo-terminal is gone is a port that no longer exists.
+        if (!info.exists() || devices.contains(info.canonicalFilePath()))
+            continue;
+        devices.insert(info.canonicalFilePath());
+        present.append({info.canonicalFilePath(), info});
+    }
+
+    QMutexLocker lock(&names().mutex);
+    QMap<QString, QString>& byDevice = names().byDevice;
+    for (auto it = byDevice.begin(); it != byDevice.end();)
+        it = devices.contains(it.key()) ? std::next(it) : byDevice.erase(it);
+    QSet<QString> taken;
+    for (const QString& name : qAsConst(byDevice))
+        taken.insert(name);
+
+    QMap<QString, QString> ports;
+    for (const auto& [device, info] : qAsConst(present)) {
+        QString name = byDevice.value(device);
+        if (name.isEmpty()) {
+            const QString base = nameFor(info);
+            name = base;
+            for (int n = 2; taken.contains(name); ++n)
+                name = base + QLatin1Char('_') + QString::number(n);
+            byDevice.insert(device, name);
+            taken.insert(name);
+        }
+        ports.insert(name, info.filePath());
+    }
     return ports;
 }
 

@@ -1,5 +1,6 @@
 #include "logger.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -223,7 +224,7 @@ void TextBrowserLogger::flush()
     QTextEdit* const pane = m_textBrowser;
     QStringList batch;
     bool clearPane = false;
-    bool more = false;
+    int left = 0;
     {
         QMutexLocker lock(&m_mutex);
         if (!m_flushDue)
@@ -237,31 +238,36 @@ void TextBrowserLogger::flush()
         if (!clearPane) {
             if (!pane->isVisible())
                 return; // still due: showing the pane posts it again
-            const qint64 wait = m_sinceFlush.isValid() ? BatchIntervalMs - m_sinceFlush.elapsed() : 0;
+            const bool wholeBatchWaits = m_pending.size() >= m_batchLines;
+            const qint64 wait = m_sinceFlush.isValid() && !wholeBatchWaits
+                ? BatchIntervalMs - m_sinceFlush.elapsed() : 0;
             if (wait > 0) {
                 m_batchTimer.start(int(wait));
                 return;
             }
         }
         if (pane->isVisible()) {
-            batch = m_pending.mid(0, BatchLines);
+            batch = m_pending.mid(0, m_batchLines);
             m_pending.erase(m_pending.begin(), m_pending.begin() + batch.size());
         }
-        more = m_flushDue = !m_pending.isEmpty();
+        left = m_pending.size();
+        m_flushDue = left > 0;
     }
 
     if (clearPane)
         pane->clear();
     if (!batch.isEmpty())
         appendLines(pane, batch);
-    if (more)
-        m_batchTimer.start(BatchIntervalMs);
+    if (left > 0)
+        m_batchTimer.start(left >= m_batchLines ? 0 : BatchIntervalMs);
 }
 
 // As QTextEdit::append does for each line: a block of its own, and the view follows the end
 // only if it stood there; but one edit block, so one re-layout, for the whole batch.
 void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
 {
+    QElapsedTimer cost;
+    cost.start();
     QScrollBar* const bar = pane->verticalScrollBar();
     const bool atBottom = bar->value() >= bar->maximum();
     QTextDocument* const document = pane->document();
@@ -277,6 +283,14 @@ void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
     if (atBottom)
         bar->setValue(bar->maximum());
     m_sinceFlush.start();
+
+    // Only a full batch tells what a line costs: a small one is mostly the fixed re-layout.
+    if (lines.size() == m_batchLines) {
+        const double perLineMs = std::max(double(cost.nsecsElapsed()) / 1e6 / lines.size(), 1e-3);
+        const int fits = int(BatchBudgetMs / perLineMs);
+        const int cap = m_maxLines > 0 ? m_maxLines : 2000;
+        m_batchLines = std::clamp((m_batchLines + fits) / 2, 50, cap);
+    }
 }
 
 FileLogger::FileLogger(QObject* parent)

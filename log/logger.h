@@ -11,8 +11,6 @@
 #include <QTextEdit>
 #include <QTimer>
 
-
-
 // One destination of log lines; takes a line when its level reaches the threshold m_level.
 class Logger : public QObject
 {
@@ -66,17 +64,19 @@ public:
 // Writes HTML lines into a text pane. Lines gather under a lock, from any thread, and reach the
 // pane in batches on the pane's thread, one edit block each: the pane's re-layout after its
 // oldest lines drop out costs milliseconds, so one per line would stall the GUI under a flood.
+// The pane is fed here rather than through queued append() and clear() signals, whose events
+// would pile up without bound.
 class TextBrowserLogger : public Logger
 {
     Q_OBJECT
     Q_DISABLE_COPY(TextBrowserLogger)
 
 public:
-    // At most this many lines go into the pane in one batch, which keeps a batch well under
-    // the 50 ms a user notices; a longer backlog goes in over the next batches.
-    static constexpr int BatchLines = 250;
-    // Batches come no closer than this, so that a steady trickle of lines does not re-lay out
-    // the pane once per line.
+    // A batch is sized to take about this long, which keeps the GUI well under the 50 ms a user
+    // notices while the pane still keeps up with tens of thousands of lines a second.
+    static constexpr int BatchBudgetMs = 20;
+    // Unless a whole batch waits, batches come no closer than this, so that a steady trickle
+    // of lines does not re-lay out the pane once per line.
     static constexpr int BatchIntervalMs = 25;
 
     // The pane is not owned. Its document's block limit, set before, bounds the backlog too:
@@ -114,6 +114,8 @@ private:
     bool m_flushDue = false;
     QElapsedTimer m_sinceFlush;
     QTimer m_batchTimer;
+    // Lines a batch takes, learnt from what the last ones cost.
+    int m_batchLines = 250;
 };
 
 // Appends lines to a text file in blocks of 2048 bytes.

@@ -89,8 +89,12 @@ QVector<CProfileTableModel::Row> CProfileTableModel::parseRows(const QByteArray&
     QVector<Row> rows;
     for (int at = 0; at + 2 < records.size();) {
         const int length = quint8(records.at(at + 1));
-        if (length == 0 || at + 2 + length > records.size())
+        if (at + 2 + length > records.size())
             break;
+        if (length == 0) {
+            at += 2;
+            continue;
+        }
         Row row;
         row.checkState = records.at(at) == 1 ? Qt::Checked : Qt::Unchecked;
         row.id = quint8(records.at(at + 2));

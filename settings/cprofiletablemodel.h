@@ -32,8 +32,8 @@ public:
     QByteArray value() const;
     void setValue(const QByteArray& records);
 
-    // The rows a value holds, in order. A record of length 0 has no id and ends the walk, like
-    // one cut short by the end of the data: what follows can't be told from garbage.
+    // The rows a value holds, in order. A record of length 0 has no id and is passed over; one
+    // cut short by the end of the data ends the walk.
     static QVector<Row> parseRows(const QByteArray& records);
 
 private:

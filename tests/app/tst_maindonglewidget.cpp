@@ -127,7 +127,7 @@ private slots:
         QSettings settings(dir.filePath("seed.ini"), QSettings::IniFormat);
         // device_name holds the name's bytes last to first; profile records are flag, length, data.
         settings.setValue("seed/device_name", "636261");
-        // The empty record ends the walk: the record behind it is not sent.
+        // An empty record has no id and is passed over; the record behind it still goes.
         settings.setValue("seed/profile", QByteArray::fromHex("010111" "000122" "01023344" "0000" "01025541"));
         m_widget->loadConfig(settings, "seed");
 
@@ -136,7 +136,7 @@ private slots:
         const QString frames = sent(false).join('|');
         QVERIFY2(frames.contains(QRegularExpression("Name: Device Name Set\r\n[^|]*Raw Data: aa0159040003616263")),
                  qPrintable(frames));
-        QVERIFY(frames.contains(QRegularExpression("Name: Set Profile ID\r\n[^|]*Raw Data: aa050302001133")));
+        QVERIFY(frames.contains(QRegularExpression("Name: Set Profile ID\r\n[^|]*Raw Data: aa05030300113355")));
         m_widget->msg()->closePort();
     }
 

@@ -225,6 +225,7 @@ private:
             const bool both = QTest::qWaitFor([&] { return root->childCount() == 2; }, 10000);
             for (int i = 0; i < root->childCount(); ++i)
                 listed.append(root->child(i)->text(0));
+            QCoreApplication::processEvents(); // the details' new layout
             dialog->grab().save(SCREENSHOT_DIR "e2e_selectdongle.png");
             if (both)
                 dialog->findChild<QPushButton*>("PB_Connect")->click();

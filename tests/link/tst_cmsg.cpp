@@ -1,11 +1,18 @@
 #include <type_traits>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <QScopeGuard>
 #include <QtTest>
 
 #include "capturelogger.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
+#include "link/serialdevice.h"
 #include "link/serialportthread.h"
 #include "ptypair.h"
 
@@ -140,6 +147,57 @@ private slots:
         QCOMPARE(got.size(), expected.size());
         QVERIFY(got == expected);
         QCOMPARE(m_msg->pendingBytes(), 0);
+    }
+
+    // A far end so slow that the driver takes nothing: the frame waits whole, then goes whole.
+    void fullDriverTakesTheFrameLater()
+    {
+        // Opened before the tool locks the port, to fill the driver from behind its back.
+        const int filler = ::open(QFile::encodeName(m_pty->slavePath()).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY);
+        QVERIFY(filler >= 0);
+        const auto closeFiller = qScopeGuard([filler] { ::close(filler); });
+        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        // Full once the terminal stops taking bytes even after moving what it holds inward.
+        QByteArray filled;
+        const QByteArray block(1024, 'f');
+        pollfd writable{filler, POLLOUT, 0};
+        do {
+            for (ssize_t n; (n = ::write(filler, block.constData(), size_t(block.size()))) > 0;)
+                filled += block.left(int(n));
+            QCOMPARE(errno, EAGAIN);
+        } while (::poll(&writable, 1, 100) > 0);
+
+        const QByteArray frame = bytes("aa05010200abcd");
+        QCOMPARE(m_msg->sendMsg(frame), 0);
+        QTRY_VERIFY(m_msg->pendingBytes() > 0);
+        QByteArray got;
+        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= filled.size() + frame.size() + 1, 10000);
+        QCOMPARE(got, filled + frame + char(-(0xaa + 0x05 + 0x01 + 0x02 + 0xab + 0xcd)));
+    }
+
+    // The receive thread dumps a crash of its own, a stack overflow too: it runs the handler on
+    // a stack of its own.
+    void receiveThreadHasItsOwnSignalStack()
+    {
+        QString failure;
+        const int fd = SerialDevice::open(m_pty->portName(), &failure);
+        QVERIFY2(fd >= 0, qPrintable(failure));
+        SerialPortThread thread;
+        stack_t seen{};
+        seen.ss_flags = SS_DISABLE;
+        QObject::connect(&thread, &SerialPortThread::sig_rcvCommonMsg, &thread,
+                         [&seen] { sigaltstack(nullptr, &seen); }, Qt::DirectConnection);
+        thread.setHandle(fd);
+        thread.start();
+        const auto stop = qScopeGuard([&] {
+            thread.stop();
+            thread.wait();
+            SerialDevice::release(fd);
+        });
+        QVERIFY(m_pty->write(bytes("cc000201000031")));
+        QTRY_VERIFY(seen.ss_sp != nullptr);
+        QCOMPARE(seen.ss_flags & SS_DISABLE, 0);
+        QVERIFY(seen.ss_size >= 16 * 1024);
     }
 
     // One holder per port; closing drops the queue, and a reopened port sends and hears again,

@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTextBlock>
+#include <QRegularExpression>
+#include <QScrollBar>
 #include <QTextBrowser>
 #include <QTimer>
 #include <QToolButton>
@@ -90,9 +92,10 @@ private slots:
                 logs.logTo(QStringLiteral("pane"), text(i), 2);
         };
         if (fromWorker) {
+            // The pane takes its batches while the worker still writes.
             std::unique_ptr<QThread> worker(QThread::create(flood));
             worker->start();
-            QVERIFY(worker->wait(10000));
+            QTRY_VERIFY_WITH_TIMEOUT(worker->isFinished(), 20000);
         } else {
             flood();
         }
@@ -113,23 +116,98 @@ private slots:
             QVERIFY(fileLines.at(i - 1).contains(text(i).toUtf8()));
     }
 
-    void hiddenPaneCatchesUpWhenShownAndClearDropsWhatWaits()
+    // Each line as QTextEdit::append would show it, levels and markup alike.
+    void paneShowsWhatAppendWould()
+    {
+        LogManager logs(QStringLiteral("tst_clogwidget"));
+        CLogWidget pane(nullptr, &logs, 0);
+        pane.show();
+        auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
+        logs.addLogger(logger);
+        QTextBrowser reference;
+        const QStringList texts{"an error", "a warning", "news", "a\r\ntwo-line <b>bold</b> one", "x & y"};
+        for (int i = 0; i < texts.size(); ++i) {
+            const int level = 4 - i;
+            logger->write(texts.at(i), level);
+            reference.append(TextBrowserLogger::formatLine(QStringLiteral("12:00:00:000"), texts.at(i), level));
+        }
+        QTRY_COMPARE(logger->backlog(), 0);
+        const QRegularExpression stamp(QStringLiteral("\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d"));
+        QCOMPARE(pane.textBrowser()->toHtml().replace(stamp, "hh"), reference.toHtml().replace(stamp, "hh"));
+    }
+
+    void paneFollowsTheEndOnlyFromTheBottom_data()
+    {
+        QTest::addColumn<bool>("atBottom");
+        QTest::newRow("at the bottom, it follows") << true;
+        QTest::newRow("scrolled up, it stays") << false;
+    }
+    void paneFollowsTheEndOnlyFromTheBottom()
+    {
+        QFETCH(bool, atBottom);
+        LogManager logs(QStringLiteral("tst_clogwidget"));
+        CLogWidget pane(nullptr, &logs, 1);
+        pane.resize(400, 200);
+        pane.show();
+        auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
+        logs.addDongleLogger(logger);
+        const auto writeLines = [&] {
+            for (int i = 0; i < 100; ++i)
+                logs.logDongle(QStringLiteral("line %1").arg(i));
+            QTRY_COMPARE(logger->backlog(), 0);
+        };
+        writeLines();
+        QScrollBar* bar = pane.textBrowser()->verticalScrollBar();
+        bar->setValue(atBottom ? bar->maximum() : bar->maximum() / 2);
+        const int before = bar->value();
+        writeLines();
+        QCOMPARE(bar->value(), atBottom ? bar->maximum() : before);
+        QVERIFY(bar->maximum() > before);
+    }
+
+    // Lines for a hidden pane wait, no more than the pane would hold, and come in when it shows.
+    void hiddenPaneCatchesUpWhenShown()
     {
         LogManager logs(QStringLiteral("tst_clogwidget"));
         CLogWidget pane(nullptr, &logs, 1);
         auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
         logs.addDongleLogger(logger);
-        logs.logDongle(QStringLiteral("before clear"));
-        logger->clear();
-        logs.logDongle(QStringLiteral("after clear"));
+        for (int i = 1; i <= 5000; ++i)
+            logs.logDongle(QStringLiteral("line %1").arg(i));
         QCoreApplication::processEvents();
-        QCOMPARE(logger->backlog(), 1);
+        QCOMPARE(logger->backlog(), CLogWidget::MaxBlocks);
+        QCOMPARE(logger->skipped(), qint64(3000));
         QVERIFY(pane.textBrowser()->document()->isEmpty());
 
         pane.show();
         QTRY_COMPARE(logger->backlog(), 0);
+        QVERIFY(pane.textBrowser()->document()->firstBlock().text().endsWith(QLatin1String(" - line 3001")));
+        logs.logDongle(QStringLiteral("one more"));
+        QTRY_VERIFY(pane.textBrowser()->document()->lastBlock().text().endsWith(QLatin1String(" - one more")));
+    }
+
+    // A clear drops what waits with what is shown, in the order the calls came, even in one pass.
+    void clearKeepsTheOrderOfCalls_data()
+    {
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("shown pane") << true;
+        QTest::newRow("hidden pane, shown later") << false;
+    }
+    void clearKeepsTheOrderOfCalls()
+    {
+        QFETCH(bool, shown);
+        LogManager logs(QStringLiteral("tst_clogwidget"));
+        CLogWidget pane(nullptr, &logs, 1);
+        pane.setVisible(shown);
+        auto* logger = new TextBrowserLogger(QStringLiteral("pane"), pane.textBrowser());
+        logs.addDongleLogger(logger);
+        logs.logDongle(QStringLiteral("before clear"));
+        logger->clear();
+        logs.logDongle(QStringLiteral("after clear"));
+        pane.show();
+        QTRY_COMPARE(logger->backlog(), 0);
+        QCOMPARE(pane.textBrowser()->document()->blockCount(), 1);
         QVERIFY(pane.textBrowser()->toPlainText().endsWith(QLatin1String(" - after clear")));
-        QVERIFY(!pane.textBrowser()->toPlainText().contains(QLatin1String("before clear")));
     }
 
     void save_data()

@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTextBrowser>
 #include <QThread>
@@ -135,6 +136,28 @@ private slots:
         settle();
         QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
         QCOMPARE(m_toolPane.lines().filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
+    }
+
+    // Without a root of the caller's, runs log beside the program, one folder a tab and run.
+    void runFolderBesideTheProgram()
+    {
+        const QString temporaryRoot = LogManager::logRoot();
+        LogManager::setLogRoot(QString());
+        const QString root = LogManager::logRoot();
+        QString folder;
+        {
+            LogManager run(QStringLiteral("Bench"));
+            folder = run.logFolder();
+        }
+        LogManager::setLogRoot(temporaryRoot);
+        QCOMPARE(root, QCoreApplication::applicationDirPath() + "/Log/");
+        QVERIFY2(QRegularExpression("^" + QRegularExpression::escape(root)
+                                    + "\\d{4}-\\d\\d-\\d\\d_\\d\\d_\\d\\d_\\d\\d_[A-Z][a-z]{2}_Bench$")
+                     .match(folder).hasMatch(),
+                 qPrintable(folder));
+        QVERIFY(QFileInfo::exists(folder + "/UI_log.txt") && QFileInfo::exists(folder + "/dongle_log.txt"));
+        QVERIFY(QDir(folder).removeRecursively());
+        QDir().rmdir(root);
     }
 
 private:

@@ -137,6 +137,8 @@ private slots:
                                                << "Identity Address Setting Error";
         QTest::newRow("duration equal to a period of one count (1280 ms)")
             << FieldValueMap{{"5_0_scan_duration", "0080"}, {"5_0_scan_period", "0001"}} << false << scanError;
+        QTest::newRow("duration equal to a period of 35 counts (44800 ms)")
+            << FieldValueMap{{"5_0_scan_duration", "1180"}, {"5_0_scan_period", "0023"}} << false << scanError;
         QTest::newRow("duration just below the period")
             << FieldValueMap{{"5_0_scan_duration", "007f"}, {"5_0_scan_period", "0001"}} << false << QString();
         QTest::newRow("duplicate filter per period without a period")
@@ -261,7 +263,8 @@ private slots:
         QTest::newRow("ticked ABC with id 3, then unticked A") << two << two;
         QTest::newRow("record cut short is dropped")
             << QByteArray::fromHex("010403414243" "000907") << QByteArray::fromHex("010403414243");
-        QTest::newRow("zero length byte stops the walk") << QByteArray::fromHex("000003") << QByteArray();
+        QTest::newRow("an empty record is passed over")
+            << QByteArray::fromHex("0000" "01020741") << QByteArray::fromHex("01020741");
     }
 
     void profileRecordsRoundTrip()
