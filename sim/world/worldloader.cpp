@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -17,6 +18,7 @@ namespace {
 constexpr int LegacyDataBytes = 31;
 constexpr int ExtendedDataBytes = 1650;
 constexpr int AttributeValueBytes = 512;
+constexpr int MaxAdNameBytes = 254;
 // Beyond these a file is a mistake, and reading it on would only eat the machine.
 constexpr qint64 MaxFileBytes = 64 << 20;
 constexpr int MaxDevices = 100000;
@@ -99,6 +101,10 @@ bool WorldLoader::fail(const QString& key, const QString& problem)
 
 bool WorldLoader::load(QVector<VirtualAdvertiser>* devices)
 {
+    // A pipe or a terminal would keep the loader waiting for a writer that may never come.
+    const QFileInfo info(m_fileName);
+    if (info.exists() && !info.isFile())
+        return fail(QString(), QStringLiteral("is not a regular file"));
     QFile file(m_fileName);
     if (!file.open(QIODevice::ReadOnly))
         return fail(QString(), QStringLiteral("cannot be read: %1").arg(file.errorString()));
@@ -383,13 +389,19 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
             return fail(QStringLiteral("repeat"), QStringLiteral("makes %1 copies, which run past FF:FF:FF:FF:FF:FF").arg(repeat));
         if (repeat > 1) {
             copy.name.replace(QLatin1String("%n"), QString::number(n));
-            // Spread the copies' RSSI so that a crowd does not look like one device.
-            copy.rssi = qint8(qBound(-100, a.rssi - (n * 7) % 30, -20));
+            // Spread the copies' RSSI downward so that a crowd does not look like one device,
+            // and a crowd written out of range stays there.
+            copy.rssi = qint8(qMax(-127, a.rssi - (n * 7) % 30));
         }
         if (generatedData) {
+            const QByteArray name = copy.name.toUtf8();
+            // An AD structure's length byte counts its type too.
+            if (name.size() > MaxAdNameBytes)
+                return fail(QStringLiteral("name"), QStringLiteral("of %1 bytes does not fit one AD structure (%2 at most); "
+                                                                   "give \"advData\"").arg(name.size()).arg(MaxAdNameBytes));
             copy.advData = adStructure(0x01, QByteArray(1, copy.connectable ? 0x06 : 0x04));
-            if (!copy.name.isEmpty())
-                copy.advData += adStructure(0x09, copy.name.toUtf8());
+            if (!name.isEmpty())
+                copy.advData += adStructure(0x09, name);
             if (copy.advData.size() > dataBytes)
                 return fail(QStringLiteral("name"), QStringLiteral("makes an advertising payload of %1 bytes, more than the "
                                                                    "%2 that fit; give \"advData\"").arg(copy.advData.size()).arg(dataBytes));

@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include "world/attributedatabase.h"
@@ -69,6 +72,10 @@ private slots:
         row("name too long for the advertising data", device("\"name\": \"A name of thirty letters, give or\""),
             "device 0 \"A name of thirty letters, give or\": \"name\" makes an advertising payload of 38 bytes, "
             "more than the 31 that fit; give \"advData\"");
+        row("name past one AD structure",
+            device("\"kind\": \"extended\", \"connectable\": false, \"name\": \"" + QString(255, 'N') + "\""),
+            "device 0 \"" + QString(255, 'N') + "\": \"name\" of 255 bytes does not fit one AD structure (254 at most); "
+            "give \"advData\"");
         row("copies past the last address", device("\"address\": \"FF:FF:FF:FF:FF:FE\", \"repeat\": 3"),
             "device 0: \"repeat\" makes 3 copies, which run past FF:FF:FF:FF:FF:FF");
         row("more devices than the air takes",
@@ -100,6 +107,40 @@ private slots:
         QVERIFY(!loader.parse(json, &devices));
         QTEST(loader.error(), "message");
     }
+    // Files that are no world: each ends the load at once with a message, never a wait.
+    void unreadableFiles_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("a folder") << "folder" << "is not a regular file";
+        QTest::newRow("a named pipe without a writer") << "fifo" << "is not a regular file";
+        QTest::newRow("a device") << "device" << "is not a regular file";
+        QTest::newRow("a file past 64 MiB") << "huge" << "is larger than 64 MiB";
+        QTest::newRow("no file") << "missing" << "cannot be read: No such file or directory";
+    }
+    void unreadableFiles()
+    {
+        QFETCH(QString, kind);
+        QTemporaryDir folder;
+        QVERIFY(folder.isValid());
+        QString path = folder.filePath(kind);
+        if (kind == "folder") {
+            QVERIFY(QDir(folder.path()).mkdir(kind));
+        } else if (kind == "fifo") {
+            QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+        } else if (kind == "device") {
+            path = "/dev/zero";
+        } else if (kind == "huge") {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(file.resize((64 << 20) + 1)); // sparse: no disk is filled
+        }
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(path);
+        QVERIFY(!loader.load(&devices));
+        QFETCH(QString, message);
+        QCOMPARE(loader.error(), path + ": " + message);
+    }
     void shippedWorlds_data()
     {
         QTest::addColumn<QString>("file");
@@ -120,8 +161,10 @@ private slots:
     {
         QVector<VirtualAdvertiser> all;
         QVERIFY(WorldLoader("world.json").parse(R"({"devices": [{"name": "Tag %n", "address": "C6:5A:21:00:00:FF",
-            "connectable": false, "repeat": 3}]})", &all));
+            "connectable": false, "rssi": -98, "repeat": 3}]})", &all));
         QCOMPARE(all.size(), 3);
+        // Spread downward: copies of a device at the edge of hearing fall out of it, never into it.
+        QCOMPARE((QVector<int>{all.at(0).rssi, all.at(1).rssi, all.at(2).rssi}), (QVector<int>{-98, -105, -112}));
         QCOMPARE(all.at(2).name, QStringLiteral("Tag 2"));
         // FF + 2 carries into the next byte.
         QCOMPARE(all.at(2).address, QByteArray::fromHex("010100215AC6"));
