@@ -64,18 +64,26 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
 // engines go next, last made first, before the reader and the air's pointer they may still use.
 VirtualDongle::~VirtualDongle()
 {
-    if (m_air)
-        m_air->removeAdvertisers(m_number);
+    stopAdvertising();
 }
 
 void VirtualDongle::powerCycle()
 {
+    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->powerCycle();
     m_reader->clear();
     m_flood->setRate(0);
     m_reset = false;
     m_muted = false;
+}
+
+// Until the advertising engine owns the dongle's sets, the dongle takes them out of the air: a
+// dongle that is reset or without power advertises nothing, and nobody may connect to it.
+void VirtualDongle::stopAdvertising()
+{
+    if (m_air)
+        m_air->removeAdvertisers(m_number);
 }
 
 void VirtualDongle::setStatus(const QString& commandId, quint8 status)
@@ -88,7 +96,7 @@ void VirtualDongle::setStatus(const QString& commandId, quint8 status)
 
 void VirtualDongle::sendLog(const QString& text)
 {
-    send(SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8()));
+    send(SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8().left(SimFrame::MaxLength)));
 }
 
 void VirtualDongle::inject(const QByteArray& bytes)
@@ -217,6 +225,7 @@ void VirtualDongle::reset()
 {
     // A reset restarts the stack but keeps what the host configured; power (unplug, plug) brings
     // the defaults back.
+    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->reset();
     m_reset = true;

@@ -56,6 +56,7 @@ public:
     void setMuted(bool muted) { m_muted = muted; }
     // Every later ack of the command "MM@OO" carries this status; 0 restores normal answers.
     void setStatus(const QString& commandId, quint8 status);
+    // Cut to the longest frame: past it the tool would read the text as garbage.
     void sendLog(const QString& text);
     void inject(const QByteArray& bytes);
     // Log lines at this rate until it is 0; at most LogFlood::MaxLinesPerSecond.
@@ -91,6 +92,7 @@ private:
     void handleLoaderFrame(const QByteArray& frame);
     void handleCommand(const Request& request);
     void reset();
+    void stopAdvertising();
     void send(const QByteArray& frame);
 
     const int m_number;

@@ -201,6 +201,9 @@ QString Simulator::control(const QString& line)
     // log
     if (!endpoint->isOpen())
         return QStringLiteral("error: dongle %1 is unplugged").arg(n);
+    // A longer text would need a frame that the tool refuses, or a length word that wraps.
+    if (rest.toUtf8().size() > SimFrame::MaxLength)
+        return QStringLiteral("error: log takes at most %1 bytes of text").arg(SimFrame::MaxLength);
     d->sendLog(rest);
     return QStringLiteral("ok");
 }
