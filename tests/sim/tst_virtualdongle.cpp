@@ -71,6 +71,8 @@ private slots:
             {"log: uart rx: loader command 37 not simulated, frame dropped"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},
             {"BB 01 59 01 00 00 EA | BB 01 5B 01 00 00 E8 | DD 01 5C 04 00 03 41 42 43 F9"});
+        row("Preferred connection parameters Set then Get", {"AA 01 61 08 00 06 00 0C 00 02 00 2C 01 AB AA 01 63 00 00 F2"},
+            {"BB 01 61 01 00 00 E2 | BB 01 63 01 00 00 E0 | DD 01 64 08 00 06 00 0C 00 02 00 2C 01 75"});
         row("Appearance Set too short", {"AA 01 5D 01 00 41 B6"},
             {"BB 01 5D 01 00 0E D8 | log: Appearance Set: payload of 1 bytes, 2 expected"});
         row("Stop Scan while idle", {"AA 01 03 00 00 52"}, {"BB 01 03 01 00 0F 31"});
