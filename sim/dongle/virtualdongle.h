@@ -73,8 +73,8 @@ public:
     void ack(quint8 module, quint8 opcode, quint8 status);
     void respond(quint8 module, quint8 opcode, const Responder::Fields& fields);
     void respond(quint8 module, quint8 opcode, const QByteArray& body);
-    // Bulk traffic such as scan reports may take a share of the link: true when a frame of this
-    // size fits now, and then it is counted.
+    // Bulk traffic such as scan reports may take a share of the link (log flood lines count in
+    // it too): true when a frame of this size fits now, and then it is counted.
     bool reserveBulk(int frameSize);
     QRandomGenerator& random() { return m_random; }
     // From the connection manager, for every engine.
@@ -93,6 +93,8 @@ private:
     void handleCommand(const Request& request);
     void reset();
     void stopAdvertising();
+    void refillBulk();
+    void sendFloodLine(const QString& text);
     void send(const QByteArray& frame);
 
     const int m_number;

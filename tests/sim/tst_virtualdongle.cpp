@@ -1,3 +1,4 @@
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -7,6 +8,7 @@
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/initiatorengine.h"
+#include "dongle/logflood.h"
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
 #include "proto/commandtable.h"
@@ -171,6 +173,33 @@ private slots:
         QCOMPARE(spy.at(3).at(0).toByteArray().toHex(' '), second.toHex(' '));
         dongle.feed(hex("AA 01 03 00 00 52"));
         QVERIFY(!dongle.scanner()->isScanning());
+    }
+    // Scan reports of a crowd and a log flood at its top rate, together, never offer more than
+    // the link carries, so that acks and heartbeats don't queue up behind them.
+    void bulkTrafficFitsTheLink()
+    {
+        qint64 bytes = 0;
+        int lines = 0;
+        VirtualAir air;
+        QVector<VirtualAdvertiser> crowd;
+        WorldLoader loader(SRCDIR "../../sim/worlds/crowd-1000.json");
+        QVERIFY2(loader.load(&crowd), qPrintable(loader.error()));
+        air.setWorld(crowd);
+        VirtualDongle dongle(0, &air);
+        dongle.feed(hex(kReset));
+        connect(&dongle, &VirtualDongle::uplink, this, [&bytes, &lines](const QByteArray& frame) {
+            bytes += frame.size();
+            lines += quint8(frame.at(0)) == 0xFF;
+        });
+        QElapsedTimer clock;
+        clock.start();
+        dongle.feed(hex(kActiveScan));
+        dongle.setFlood(LogFlood::MaxLinesPerSecond);
+        // Two seconds, so that the first burst of reports is a small part of the whole.
+        QTRY_VERIFY_WITH_TIMEOUT(lines >= 2 * LogFlood::MaxLinesPerSecond, 20000);
+        const qint64 ms = clock.elapsed();
+        QVERIFY2(bytes * 1000 < VirtualDongle::LinkBytesPerSecond * ms,
+                 qPrintable(QStringLiteral("%1 bytes in %2 ms").arg(bytes).arg(ms)));
     }
     // Every command that an engine answers, driven after a reset with a payload of zeros unless a
     // row here says better ("wait ID" waits for that uplink); every frame that comes up is held
