@@ -19,6 +19,7 @@ constexpr int LegacyDataBytes = 31;
 constexpr int ExtendedDataBytes = 1650;
 constexpr int AttributeValueBytes = 512;
 constexpr int MaxAdNameBytes = 254;
+constexpr int MaxAttributes = 0xFFFF;
 // Beyond these a file is a mistake, and reading it on would only eat the machine.
 constexpr qint64 MaxFileBytes = 64 << 20;
 constexpr int MaxDevices = 100000;
@@ -250,26 +251,34 @@ bool WorldLoader::checkServices(const QJsonObject& device)
     QJsonArray services;
     if (!list(device, QStringLiteral("services"), &services))
         return false;
+    int attributes = 0;
     for (int s = 0; s < services.size(); ++s) {
         QJsonObject service;
         QJsonArray characteristics;
         if (!entry(services, s, QStringLiteral("services"), {"uuid", "characteristics"}, &service) || !uuid(service)
             || !list(service, QStringLiteral("characteristics"), &characteristics))
             return false;
+        ++attributes;
         const QString servicePath = m_path;
         for (int c = 0; c < characteristics.size(); ++c) {
             QJsonObject characteristic;
             if (!entry(characteristics, c, QStringLiteral("characteristics"), CharacteristicKeys, &characteristic)
-                || !checkCharacteristic(characteristic))
+                || !checkCharacteristic(characteristic, &attributes))
                 return false;
             m_path = servicePath;
         }
         m_path.clear();
     }
+    // Handles are 16 bits wide, and 0 is no handle.
+    if (attributes > MaxAttributes)
+        return fail(QStringLiteral("services"), QStringLiteral("make %1 attributes, more than the %2 handles of a GATT server")
+                                                    .arg(attributes).arg(MaxAttributes));
     return true;
 }
 
-bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
+// Adds to `attributes` those that the characteristic makes: declaration, value, descriptors, and
+// the client configuration that the database adds where none is given.
+bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* attributes)
 {
     QByteArray value;
     if (!uuid(characteristic) || !hex(characteristic, QStringLiteral("value"), AttributeValueBytes, &value))
@@ -292,10 +301,10 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
         return false;
     if (notifyEveryMs > 0 && !(properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)))
         return fail(QStringLiteral("notifyEveryMs"), QStringLiteral("needs \"notify\" or \"indicate\" in \"properties\""));
-    if (!characteristic.contains(QLatin1String("descriptors")))
-        return true;
+    *attributes += 2;
+    bool configured = false;
     QJsonArray descriptors;
-    if (!list(characteristic, QStringLiteral("descriptors"), &descriptors))
+    if (characteristic.contains(QLatin1String("descriptors")) && !list(characteristic, QStringLiteral("descriptors"), &descriptors))
         return false;
     const QString characteristicPath = m_path;
     for (int d = 0; d < descriptors.size(); ++d) {
@@ -303,8 +312,14 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
         if (!entry(descriptors, d, QStringLiteral("descriptors"), {"uuid", "value"}, &descriptor) || !uuid(descriptor)
             || !hex(descriptor, QStringLiteral("value"), AttributeValueBytes, &value))
             return false;
+        configured = configured
+                     || AttributeDatabase::uuidBytes(descriptor.value(QLatin1String("uuid")).toString())
+                            == SimFrame::le16(AttributeDatabase::ClientConfiguration);
+        ++*attributes;
         m_path = characteristicPath;
     }
+    if ((properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)) && !configured)
+        ++*attributes;
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include <QtTest>
 
 #include "air/virtualair.h"
+#include "air/worlddevice.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/localdeviceengine.h"
 #include "dongle/scannerengine.h"
@@ -15,7 +16,10 @@ static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 1
 static const char* const kConnectDongle1 = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 "
                                            "00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 11 53 00 "
                                            "5E 00 00 00 00 86";
-// The same with a connection time-out of 50 ms.
+// 5_0_Connect to the heart-rate sensor of the default world.
+static const char* const kConnectHr = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 00 00 "
+                                      "06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 01 00 00 10 5A C6 01 00 16";
+// The same as kConnectDongle1 with a connection time-out of 50 ms.
 static const char* const kConnectDongle1Within50ms = "AA 01 3F 32 00 00 01 05 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 "
                                                      "01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 "
                                                      "00 64 00 00 00 11 53 00 5E 00 00 00 00 81";
@@ -137,6 +141,24 @@ private slots:
         central.feed(hex(kConnectDongle1Within50ms));
         QTRY_COMPARE_WITH_TIMEOUT(up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 80 00 00 A2").toHex(' '), 5000);
         QCOMPARE(up[1].toHex(' '), QByteArray());
+    }
+
+    // A device of the world makes its GATT database when its first central comes: a crowd of
+    // copies would otherwise hold a database each that nobody reads.
+    void worldDatabaseMadeByTheFirstCentral()
+    {
+        QByteArray up;
+        VirtualAir air; // the default world, heart-rate sensor first
+        VirtualDongle central(0, &air);
+        connect(&central, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        central.feed(hex(kReset));
+        const auto* heartRate = dynamic_cast<const WorldDevice*>(air.advertisers().at(0).peer);
+        QVERIFY(heartRate);
+        QVERIFY(!heartRate->database());
+        central.feed(hex(kConnectHr));
+        QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(up).contains("DD@01@06"), 5000);
+        QVERIFY(heartRate->database());
+        QCOMPARE(heartRate->database()->attributes().size(), 10);
     }
 
 private:

@@ -61,6 +61,8 @@ private slots:
         row("sid on a legacy device", device("\"sid\": 3"), "device 0: \"sid\" is for extended devices only");
         row("periodic and connectable", device("\"kind\": \"extended\", \"periodicIntervalMs\": 100"),
             "device 0: \"periodicIntervalMs\" needs a device that is neither connectable nor scannable");
+        row("periodic interval under 8 ms", device("\"kind\": \"extended\", \"connectable\": false, \"periodicIntervalMs\": 7"),
+            "device 0: \"periodicIntervalMs\" must be 0 or from 8 to 81918, not 7");
         row("periodic data without an interval",
             device("\"kind\": \"extended\", \"connectable\": false, \"periodicData\": \"0201\""),
             "device 0: \"periodicData\" needs \"periodicIntervalMs\"");
@@ -87,6 +89,15 @@ private slots:
             "device 1 \"B\": \"address\" C6:5A:20:00:00:01 is taken by device 0");
         row("service uuid of three digits", device("\"services\": [{\"uuid\": \"180\", \"characteristics\": []}]"),
             "device 0: \"services[0].uuid\" must be 4 or 32 hex digits, like 180D, not \"180\"");
+        row("service not an object", device("\"services\": [\"180D\"]"),
+            "device 0: \"services[0]\" must be an object, not \"180D\"");
+        // A service and 32,768 characteristics of two attributes each: one past the last handle.
+        QStringList characteristics;
+        for (int i = 0; i < 32768; ++i)
+            characteristics.append("{\"uuid\": \"2A00\"}");
+        row("more attributes than handles",
+            device("\"services\": [{\"uuid\": \"1800\", \"characteristics\": [" + characteristics.join(',') + "]}]"),
+            "device 0: \"services\" make 65537 attributes, more than the 65535 handles of a GATT server");
         row("unknown property", device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", "
                                        "\"properties\": [\"notifies\"]}]}]"),
             "device 0: \"services[0].characteristics[0].properties\" knows no \"notifies\"; known: broadcast, read, "
