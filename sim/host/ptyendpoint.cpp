@@ -12,12 +12,6 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
-namespace {
-
-constexpr double BytesPerMs = 46.08; // 460800 baud, 10 bits a byte
-
-} // namespace
-
 PtyEndpoint::PtyEndpoint(const QString& folder, const QString& portName, QObject* parent)
     : QObject(parent)
     , m_folder(folder)
@@ -85,7 +79,7 @@ bool PtyEndpoint::open(QString* error)
     m_writeNotifier->setEnabled(false);
     connect(m_writeNotifier, &QSocketNotifier::activated, this, &PtyEndpoint::flush);
     m_paceClock.start();
-    m_paceAllowance = 0;
+    m_pace.restart(0);
     return true;
 }
 
@@ -145,22 +139,20 @@ void PtyEndpoint::flush()
         return;
     }
     int allowed = m_pending.size();
-    if (m_pace) {
-        m_paceAllowance = qMin(m_paceAllowance + m_paceClock.restart() * BytesPerMs, 4096.0);
-        allowed = qMin(allowed, int(m_paceAllowance));
-    }
+    if (m_paced)
+        allowed = qMin(allowed, m_pace.allowed(m_paceClock.nsecsElapsed()));
     if (allowed > 0) {
         const ssize_t n = ::write(m_master, m_pending.constData(), size_t(allowed));
         if (n > 0) {
             m_pending.remove(0, int(n));
-            if (m_pace)
-                m_paceAllowance -= n;
+            if (m_paced)
+                m_pace.spend(int(n));
         }
     }
     if (m_pending.isEmpty()) {
         m_writeNotifier->setEnabled(false);
         m_paceTimer->stop();
-    } else if (m_pace) {
+    } else if (m_paced) {
         m_paceTimer->start();
     } else {
         m_writeNotifier->setEnabled(true);

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QString>
 
+#include "baudpace.h"
+
 class QSocketNotifier;
 class QTimer;
 
@@ -31,7 +33,7 @@ public:
 
     void write(const QByteArray& bytes);
     // Delivers uplink bytes no faster than 460800 baud would.
-    void setBaudPace(bool on) { m_pace = on; }
+    void setBaudPace(bool on) { m_paced = on; }
 
 signals:
     void received(const QByteArray& bytes);
@@ -51,7 +53,7 @@ private:
     QSocketNotifier* m_writeNotifier = nullptr;
     QTimer* m_paceTimer = nullptr;
     QElapsedTimer m_paceClock;
-    double m_paceAllowance = 0;
-    bool m_pace = false;
+    BaudPace m_pace;
+    bool m_paced = false;
     QByteArray m_pending;
 };
