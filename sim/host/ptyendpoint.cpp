@@ -96,6 +96,8 @@ void PtyEndpoint::close()
     m_writeNotifier = nullptr;
     m_paceTimer->stop();
     m_pending.clear();
+    m_chunks.clear();
+    m_headBegun = false;
     if (m_slave >= 0)
         ::close(m_slave);
     if (m_master >= 0)
@@ -121,13 +123,25 @@ void PtyEndpoint::readMaster()
 
 void PtyEndpoint::write(const QByteArray& bytes)
 {
-    if (!isOpen())
+    if (!isOpen() || bytes.isEmpty())
         return;
-    // With nobody reading, the terminal fills up; past this the dongle's words are lost.
     if (m_pending.size() + bytes.size() > MaxPending)
-        return;
+        dropUnsent();
     m_pending.append(bytes);
+    m_chunks.push_back(bytes.size());
     flush();
+}
+
+// What waits unread is old news by the time a tool comes, and must not hold up the answer to its
+// probe by more than a second of the line; so the old goes and the new stays, as a dongle whose
+// host stopped reading loses words. Only the rest of a frame already begun is kept.
+void PtyEndpoint::dropUnsent()
+{
+    const int keep = m_headBegun ? m_chunks.front() : 0;
+    m_pending.truncate(keep);
+    m_chunks.clear();
+    if (keep > 0)
+        m_chunks.push_back(keep);
 }
 
 void PtyEndpoint::flush()
@@ -147,6 +161,16 @@ void PtyEndpoint::flush()
             m_pending.remove(0, int(n));
             if (m_paced)
                 m_pace.spend(int(n));
+            for (int left = int(n); left > 0;) {
+                if (left < m_chunks.front()) {
+                    m_chunks.front() -= left;
+                    m_headBegun = true;
+                    break;
+                }
+                left -= m_chunks.front();
+                m_chunks.pop_front();
+                m_headBegun = false;
+            }
         }
     }
     if (m_pending.isEmpty()) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <deque>
+
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QObject>
@@ -18,7 +20,8 @@ class PtyEndpoint : public QObject
     Q_DISABLE_COPY(PtyEndpoint)
 
 public:
-    static constexpr int MaxPending = 1 << 20;
+    // One second of the line. Past it nobody is reading: the tool went away or has not come yet.
+    static constexpr int MaxPending = 46080;
 
     PtyEndpoint(const QString& folder, const QString& portName, QObject* parent = nullptr);
     ~PtyEndpoint() override;
@@ -41,6 +44,7 @@ signals:
 private:
     void readMaster();
     void flush();
+    void dropUnsent();
 
     QString m_folder;
     QString m_portName;
@@ -56,4 +60,7 @@ private:
     BaudPace m_pace;
     bool m_paced = false;
     QByteArray m_pending;
+    // The sizes of the writes in m_pending, so that it is cut between frames.
+    std::deque<int> m_chunks;
+    bool m_headBegun = false; // the first chunk went out in part
 };
