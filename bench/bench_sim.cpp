@@ -1,6 +1,7 @@
 // Five simulated dongles scanning the crowd-1000 world at once, paced at 460800 baud: the bytes
 // per second on each link, how long heartbeats wait for their ack, and the simulator's share of
-// one core. Run by hand: build/bench/bench_sim [SECONDS]
+// one core. With FLOOD_LINES_PER_SECOND each dongle also floods its log at that rate.
+// Run by hand: build/bench/bench_sim [SECONDS] [FLOOD_LINES_PER_SECOND]
 
 #include <cstdio>
 #include <fcntl.h>
@@ -83,6 +84,7 @@ int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
     const qint64 runMs = (argc > 1 ? QByteArray(argv[1]).toInt() : 10) * 1000;
+    const int floodRate = argc > 2 ? QByteArray(argv[2]).toInt() : 0;
 
     QTemporaryDir folder;
     qputenv("TARVINE_SIM_DIR", QFile::encodeName(folder.path()));
@@ -136,6 +138,9 @@ int main(int argc, char* argv[])
             for (Dongle& d : dongles) {
                 [[maybe_unused]] const ssize_t written = ::write(d.fd, StartScan.constData(), size_t(StartScan.size()));
             }
+            for (int n = 0; floodRate > 0 && n < Dongles; ++n)
+                sim.write(QStringLiteral("flood %1 %2\n").arg(n).arg(floodRate).toLatin1());
+            sim.waitForBytesWritten(1000); // no event loop runs here to write it
             scanning = true;
         }
         if (now >= nextBeat) {
@@ -154,7 +159,10 @@ int main(int argc, char* argv[])
     const double coreShare = double(cpuTicks(sim.processId()) - ticksAtWarmUp) / ::sysconf(_SC_CLK_TCK) / seconds;
 
     bool ok = coreShare < MaxCoreShare;
-    std::printf("%d dongles scanning crowd-1000 with --baud-pace for %.0f s\n", Dongles, seconds);
+    std::printf("%d dongles scanning crowd-1000 with --baud-pace for %.0f s", Dongles, seconds);
+    if (floodRate > 0)
+        std::printf(", each flooding its log with %d lines a second", floodRate);
+    std::printf("\n");
     for (int n = 0; n < Dongles; ++n) {
         const Dongle& d = dongles[n];
         const double rate = d.bytes / seconds;

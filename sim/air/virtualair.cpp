@@ -42,9 +42,11 @@ void VirtualAir::addAdvertiser(const VirtualAdvertiser& advertiser)
 
 void VirtualAir::removeAdvertisers(int owner)
 {
-    m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),
-                                       [owner](const VirtualAdvertiser& a) { return a.owner == owner; }),
-                        m_advertisers.end());
+    const auto gone = std::remove_if(m_advertisers.begin(), m_advertisers.end(),
+                                     [owner](const VirtualAdvertiser& a) { return a.owner == owner; });
+    if (gone == m_advertisers.end())
+        return; // every scanner would draw its advertisers' phases anew for nothing
+    m_advertisers.erase(gone, m_advertisers.end());
     emit changed();
 }
 

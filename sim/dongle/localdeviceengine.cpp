@@ -8,6 +8,14 @@
 using SimFrame::le16;
 using SimFrame::u8;
 
+namespace {
+
+// The keys of Peripheral Preferred Connection Parameters Set, which its Get answers with.
+const char* const PreferredParameterKeys[] = {"per_interval_min", "per_interval_max", "per_conn_latency",
+                                              "per_supervision_timeout"};
+
+} // namespace
+
 LocalDeviceEngine::LocalDeviceEngine(VirtualDongle& dongle)
     : Engine(dongle)
 {
@@ -23,7 +31,9 @@ void LocalDeviceEngine::restoreDefaults()
     m_deviceType = 1;
     m_deviceName = QStringLiteral("Tarvine Sim %1").arg(m_dongle.number()).toUtf8();
     m_appearance = 0x0080;
-    m_preferredParameters = le16(0x0018) + le16(0x0028) + le16(0x0000) + le16(0x01F4);
+    const QByteArray preferred[] = {le16(0x0018), le16(0x0028), le16(0x0000), le16(0x01F4)};
+    for (int i = 0; i < 4; ++i)
+        m_preferredParameters.insert(QLatin1String(PreferredParameterKeys[i]), preferred[i]);
     m_profiles = {QByteArray("\x01", 1) + "Battery Service", QByteArray("\x02", 1) + "Heart Rate",
                   QByteArray("\x03", 1) + "Device Information"};
     m_enabledProfiles.clear();
@@ -63,9 +73,10 @@ void LocalDeviceEngine::install(Router& router)
     });
     router.add(0x01, 0x63, Router::AnyLength, [this, &d](const Request&) { // Peripheral Preferred Connection Parameters Get
         d.ack(0x01, 0x63, 0);
-        const QByteArray& p = m_preferredParameters;
-        d.respond(0x01, 0x64, {{"per_interval_min", p.mid(0, 2)}, {"per_interval_max", p.mid(2, 2)},
-                               {"per_conn_latency", p.mid(4, 2)}, {"per_supervision_timeout", p.mid(6, 2)}});
+        Responder::Fields fields;
+        for (const char* key : PreferredParameterKeys)
+            fields.append({key, m_preferredParameters.value(QLatin1String(key))});
+        d.respond(0x01, 0x64, fields);
     });
     router.add(0x05, 0x01, Router::AnyLength, [this, &d](const Request&) { // Get Profile ID
         d.ack(0x05, 0x01, 0);
@@ -98,7 +109,8 @@ void LocalDeviceEngine::install(Router& router)
         d.ack(0x01, 0x5D, 0);
     });
     router.add(0x01, 0x61, Router::WholePayload, [this, &d](const Request& r) { // Peripheral Preferred Connection Parameters Set
-        m_preferredParameters = r.payload();
+        for (const char* key : PreferredParameterKeys)
+            m_preferredParameters.insert(QLatin1String(key), r.field(QLatin1String(key)));
         d.ack(0x01, 0x61, 0);
     });
     router.add(0x05, 0x03, Router::AnyLength, [this, &d](const Request& r) { // Set Profile ID: the ids to enable

@@ -37,7 +37,7 @@ private:
     quint8 m_deviceType = 1;
     QByteArray m_deviceName;
     quint16 m_appearance = 0;
-    QByteArray m_preferredParameters; // the payload of the last Set
+    QHash<QString, QByteArray> m_preferredParameters; // by the keys of the Set, as it last came
     QVector<QByteArray> m_profiles; // items: id byte then name
     QByteArray m_enabledProfiles;
     QVector<QByteArray> m_whitelist;

@@ -45,7 +45,7 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
         if (m_reset)
             sendLog(QStringLiteral("uart rx: ") + reason);
     });
-    connect(m_flood, &LogFlood::line, this, &VirtualDongle::sendLog);
+    connect(m_flood, &LogFlood::line, this, &VirtualDongle::sendFloodLine);
     m_clock.start();
 
     m_localDevice = std::make_unique<LocalDeviceEngine>(*this);
@@ -64,18 +64,26 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
 // engines go next, last made first, before the reader and the air's pointer they may still use.
 VirtualDongle::~VirtualDongle()
 {
-    if (m_air)
-        m_air->removeAdvertisers(m_number);
+    stopAdvertising();
 }
 
 void VirtualDongle::powerCycle()
 {
+    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->powerCycle();
     m_reader->clear();
     m_flood->setRate(0);
     m_reset = false;
     m_muted = false;
+}
+
+// Until the advertising engine owns the dongle's sets, the dongle takes them out of the air: a
+// dongle that is reset or without power advertises nothing, and nobody may connect to it.
+void VirtualDongle::stopAdvertising()
+{
+    if (m_air)
+        m_air->removeAdvertisers(m_number);
 }
 
 void VirtualDongle::setStatus(const QString& commandId, quint8 status)
@@ -88,7 +96,7 @@ void VirtualDongle::setStatus(const QString& commandId, quint8 status)
 
 void VirtualDongle::sendLog(const QString& text)
 {
-    send(SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8()));
+    send(SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8().left(SimFrame::MaxLength)));
 }
 
 void VirtualDongle::inject(const QByteArray& bytes)
@@ -132,15 +140,31 @@ void VirtualDongle::respond(quint8 module, quint8 opcode, const QByteArray& body
     send(m_responder.frame(SimFrame::Data, module, opcode, body));
 }
 
-bool VirtualDongle::reserveBulk(int frameSize)
+void VirtualDongle::refillBulk()
 {
     const qint64 now = m_clock.elapsed();
     m_budget = qMin(BudgetBurstBytes, m_budget + (now - m_budgetAt) * LinkBytesPerSecond * BulkShareOfLink / 1000.0);
     m_budgetAt = now;
+}
+
+bool VirtualDongle::reserveBulk(int frameSize)
+{
+    refillBulk();
     if (m_budget < frameSize)
         return false;
     m_budget -= frameSize;
     return true;
+}
+
+// Every flood line goes, since tests of the tool's log count them; it takes its bytes from the
+// bulk share, into debt if need be, so that scan reports make room for it and the two together
+// never offer the link more than it carries.
+void VirtualDongle::sendFloodLine(const QString& text)
+{
+    const QByteArray frame = SimFrame::build(SimFrame::Log, 0, 0, text.toUtf8());
+    refillBulk();
+    m_budget = qMax(-BudgetBurstBytes, m_budget - frame.size());
+    send(frame);
 }
 
 void VirtualDongle::linkOpened(int condix, Link* link)
@@ -217,6 +241,7 @@ void VirtualDongle::reset()
 {
     // A reset restarts the stack but keeps what the host configured; power (unplug, plug) brings
     // the defaults back.
+    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->reset();
     m_reset = true;

@@ -56,6 +56,7 @@ public:
     void setMuted(bool muted) { m_muted = muted; }
     // Every later ack of the command "MM@OO" carries this status; 0 restores normal answers.
     void setStatus(const QString& commandId, quint8 status);
+    // Cut to the longest frame: past it the tool would read the text as garbage.
     void sendLog(const QString& text);
     void inject(const QByteArray& bytes);
     // Log lines at this rate until it is 0; at most LogFlood::MaxLinesPerSecond.
@@ -72,8 +73,8 @@ public:
     void ack(quint8 module, quint8 opcode, quint8 status);
     void respond(quint8 module, quint8 opcode, const Responder::Fields& fields);
     void respond(quint8 module, quint8 opcode, const QByteArray& body);
-    // Bulk traffic such as scan reports may take a share of the link: true when a frame of this
-    // size fits now, and then it is counted.
+    // Bulk traffic such as scan reports may take a share of the link (log flood lines count in
+    // it too): true when a frame of this size fits now, and then it is counted.
     bool reserveBulk(int frameSize);
     QRandomGenerator& random() { return m_random; }
     // From the connection manager, for every engine.
@@ -91,6 +92,9 @@ private:
     void handleLoaderFrame(const QByteArray& frame);
     void handleCommand(const Request& request);
     void reset();
+    void stopAdvertising();
+    void refillBulk();
+    void sendFloodLine(const QString& text);
     void send(const QByteArray& frame);
 
     const int m_number;

@@ -12,12 +12,6 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
-namespace {
-
-constexpr double BytesPerMs = 46.08; // 460800 baud, 10 bits a byte
-
-} // namespace
-
 PtyEndpoint::PtyEndpoint(const QString& folder, const QString& portName, QObject* parent)
     : QObject(parent)
     , m_folder(folder)
@@ -85,7 +79,7 @@ bool PtyEndpoint::open(QString* error)
     m_writeNotifier->setEnabled(false);
     connect(m_writeNotifier, &QSocketNotifier::activated, this, &PtyEndpoint::flush);
     m_paceClock.start();
-    m_paceAllowance = 0;
+    m_pace.restart(0);
     return true;
 }
 
@@ -102,6 +96,8 @@ void PtyEndpoint::close()
     m_writeNotifier = nullptr;
     m_paceTimer->stop();
     m_pending.clear();
+    m_frames.clear();
+    m_headWritten = 0;
     if (m_slave >= 0)
         ::close(m_slave);
     if (m_master >= 0)
@@ -125,16 +121,25 @@ void PtyEndpoint::readMaster()
         emit received(data);
 }
 
-bool PtyEndpoint::write(const QByteArray& bytes)
+void PtyEndpoint::write(const QByteArray& bytes)
 {
-    if (!isOpen())
-        return false;
-    // With nobody reading, or a link slower than the dongle speaks, the queue fills up.
+    if (!isOpen() || bytes.isEmpty())
+        return;
     if (m_pending.size() + bytes.size() > MaxPending)
-        return false;
+        dropUnsent();
     m_pending.append(bytes);
+    m_frames.push_back(bytes);
     flush();
-    return true;
+}
+
+// What waits unread is old news by the time a tool comes, and must not hold up the answer to its
+// probe by more than a second of the line; so the old goes and the new stays, as a dongle whose
+// host stopped reading loses words. Only the rest of a frame already begun is kept.
+void PtyEndpoint::dropUnsent()
+{
+    const bool begun = m_headWritten > 0;
+    m_pending.truncate(begun ? m_frames.front().size() - m_headWritten : 0);
+    m_frames.erase(m_frames.begin() + (begun ? 1 : 0), m_frames.end());
 }
 
 void PtyEndpoint::flush()
@@ -146,22 +151,27 @@ void PtyEndpoint::flush()
         return;
     }
     int allowed = m_pending.size();
-    if (m_pace) {
-        m_paceAllowance = qMin(m_paceAllowance + m_paceClock.restart() * BytesPerMs, 4096.0);
-        allowed = qMin(allowed, int(m_paceAllowance));
-    }
+    if (m_paced)
+        allowed = qMin(allowed, m_pace.allowed(m_paceClock.nsecsElapsed()));
     if (allowed > 0) {
         const ssize_t n = ::write(m_master, m_pending.constData(), size_t(allowed));
         if (n > 0) {
             m_pending.remove(0, int(n));
-            if (m_pace)
-                m_paceAllowance -= n;
+            if (m_paced)
+                m_pace.spend(int(n));
+            m_headWritten += int(n);
+            while (!m_frames.empty() && m_headWritten >= m_frames.front().size()) {
+                m_headWritten -= m_frames.front().size();
+                const QByteArray frame = m_frames.front();
+                m_frames.pop_front();
+                emit delivered(frame);
+            }
         }
     }
     if (m_pending.isEmpty()) {
         m_writeNotifier->setEnabled(false);
         m_paceTimer->stop();
-    } else if (m_pace) {
+    } else if (m_paced) {
         m_paceTimer->start();
     } else {
         m_writeNotifier->setEnabled(true);

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <deque>
+
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QString>
+
+#include "baudpace.h"
 
 class QSocketNotifier;
 class QTimer;
@@ -16,7 +20,8 @@ class PtyEndpoint : public QObject
     Q_DISABLE_COPY(PtyEndpoint)
 
 public:
-    static constexpr int MaxPending = 1 << 20;
+    // One second of the line. Past it nobody is reading: the tool went away or has not come yet.
+    static constexpr int MaxPending = 46080;
 
     PtyEndpoint(const QString& folder, const QString& portName, QObject* parent = nullptr);
     ~PtyEndpoint() override;
@@ -29,18 +34,20 @@ public:
     QString slavePath() const { return m_slavePath; }
     QString linkPath() const;
 
-    // False when the bytes did not fit behind what still waits for the reader: they are lost,
-    // as a dongle's words are when its UART's queue is full.
-    bool write(const QByteArray& bytes);
+    // Queues one frame for the tool; delivered() tells when it is on the line whole.
+    void write(const QByteArray& bytes);
     // Delivers uplink bytes no faster than 460800 baud would.
-    void setBaudPace(bool on) { m_pace = on; }
+    void setBaudPace(bool on) { m_paced = on; }
 
 signals:
     void received(const QByteArray& bytes);
+    // A frame went onto the line, its last byte into the terminal.
+    void delivered(const QByteArray& frame);
 
 private:
     void readMaster();
     void flush();
+    void dropUnsent();
 
     QString m_folder;
     QString m_portName;
@@ -53,7 +60,10 @@ private:
     QSocketNotifier* m_writeNotifier = nullptr;
     QTimer* m_paceTimer = nullptr;
     QElapsedTimer m_paceClock;
-    double m_paceAllowance = 0;
-    bool m_pace = false;
+    BaudPace m_pace;
+    bool m_paced = false;
     QByteArray m_pending;
+    // The frames in m_pending, so that it is cut between frames and each is told when delivered.
+    std::deque<QByteArray> m_frames;
+    int m_headWritten = 0; // bytes of the first frame already on the line
 };

@@ -82,11 +82,9 @@ bool Simulator::start(const Options& options, QString* error)
         connect(endpoint, &PtyEndpoint::received, dongle, &VirtualDongle::feed);
         connect(dongle, &VirtualDongle::downlinkFrame, this,
                 [this, n](const QByteArray& frame) { trace(n, "down", frame); });
-        connect(dongle, &VirtualDongle::uplink, this, [this, n, endpoint](const QByteArray& bytes) {
-            // Only what goes onto the link is traced: the trace is what the tool was given.
-            if (endpoint->write(bytes))
-                trace(n, "up", bytes);
-        });
+        connect(dongle, &VirtualDongle::uplink, endpoint, &PtyEndpoint::write);
+        // Traced once on the line, not when queued: the trace is what the tool was given.
+        connect(endpoint, &PtyEndpoint::delivered, this, [this, n](const QByteArray& frame) { trace(n, "up", frame); });
         if (!endpoint->open(error))
             return false;
     }
@@ -201,6 +199,9 @@ QString Simulator::control(const QString& line)
     // log
     if (!endpoint->isOpen())
         return QStringLiteral("error: dongle %1 is unplugged").arg(n);
+    // A longer text would need a frame that the tool refuses, or a length word that wraps.
+    if (rest.toUtf8().size() > SimFrame::MaxLength)
+        return QStringLiteral("error: log takes at most %1 bytes of text").arg(SimFrame::MaxLength);
     d->sendLog(rest);
     return QStringLiteral("ok");
 }

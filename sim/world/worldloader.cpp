@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -17,6 +18,8 @@ namespace {
 constexpr int LegacyDataBytes = 31;
 constexpr int ExtendedDataBytes = 1650;
 constexpr int AttributeValueBytes = 512;
+constexpr int MaxAdNameBytes = 254;
+constexpr int MaxAttributes = 0xFFFF;
 // Beyond these a file is a mistake, and reading it on would only eat the machine.
 constexpr qint64 MaxFileBytes = 64 << 20;
 constexpr int MaxDevices = 100000;
@@ -102,6 +105,10 @@ bool WorldLoader::fail(const QString& key, const QString& problem)
 
 bool WorldLoader::load(QVector<VirtualAdvertiser>* devices)
 {
+    // A pipe or a terminal would keep the loader waiting for a writer that may never come.
+    const QFileInfo info(m_fileName);
+    if (info.exists() && !info.isFile())
+        return fail(QString(), QStringLiteral("is not a regular file"));
     QFile file(m_fileName);
     if (!file.open(QIODevice::ReadOnly))
         return fail(QString(), QStringLiteral("cannot be read: %1").arg(file.errorString()));
@@ -247,26 +254,34 @@ bool WorldLoader::checkServices(const QJsonObject& device)
     QJsonArray services;
     if (!list(device, QStringLiteral("services"), &services))
         return false;
+    int attributes = 0;
     for (int s = 0; s < services.size(); ++s) {
         QJsonObject service;
         QJsonArray characteristics;
         if (!entry(services, s, QStringLiteral("services"), {"uuid", "characteristics"}, &service) || !uuid(service)
             || !list(service, QStringLiteral("characteristics"), &characteristics))
             return false;
+        ++attributes;
         const QString servicePath = m_path;
         for (int c = 0; c < characteristics.size(); ++c) {
             QJsonObject characteristic;
             if (!entry(characteristics, c, QStringLiteral("characteristics"), CharacteristicKeys, &characteristic)
-                || !checkCharacteristic(characteristic))
+                || !checkCharacteristic(characteristic, &attributes))
                 return false;
             m_path = servicePath;
         }
         m_path.clear();
     }
+    // Handles are 16 bits wide, and 0 is no handle.
+    if (attributes > MaxAttributes)
+        return fail(QStringLiteral("services"), QStringLiteral("make %1 attributes, more than the %2 handles of a GATT server")
+                                                    .arg(attributes).arg(MaxAttributes));
     return true;
 }
 
-bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
+// Adds to `attributes` those that the characteristic makes: declaration, value, descriptors, and
+// the client configuration that the database adds where none is given.
+bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* attributes)
 {
     QByteArray value;
     if (!uuid(characteristic) || !hex(characteristic, QStringLiteral("value"), AttributeValueBytes, &value))
@@ -289,10 +304,10 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
         return false;
     if (notifyEveryMs > 0 && !(properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)))
         return fail(QStringLiteral("notifyEveryMs"), QStringLiteral("needs \"notify\" or \"indicate\" in \"properties\""));
-    if (!characteristic.contains(QLatin1String("descriptors")))
-        return true;
+    *attributes += 2;
+    bool configured = false;
     QJsonArray descriptors;
-    if (!list(characteristic, QStringLiteral("descriptors"), &descriptors))
+    if (characteristic.contains(QLatin1String("descriptors")) && !list(characteristic, QStringLiteral("descriptors"), &descriptors))
         return false;
     const QString characteristicPath = m_path;
     for (int d = 0; d < descriptors.size(); ++d) {
@@ -300,8 +315,14 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic)
         if (!entry(descriptors, d, QStringLiteral("descriptors"), {"uuid", "value"}, &descriptor) || !uuid(descriptor)
             || !hex(descriptor, QStringLiteral("value"), AttributeValueBytes, &value))
             return false;
+        configured = configured
+                     || AttributeDatabase::uuidBytes(descriptor.value(QLatin1String("uuid")).toString())
+                            == SimFrame::le16(AttributeDatabase::ClientConfiguration);
+        ++*attributes;
         m_path = characteristicPath;
     }
+    if ((properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)) && !configured)
+        ++*attributes;
     return true;
 }
 
@@ -388,13 +409,19 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
             return fail(QStringLiteral("repeat"), QStringLiteral("makes %1 copies, which run past FF:FF:FF:FF:FF:FF").arg(repeat));
         if (repeat > 1) {
             copy.name.replace(QLatin1String("%n"), QString::number(n));
-            // Spread the copies' RSSI so that a crowd does not look like one device.
-            copy.rssi = qint8(qBound(-100, a.rssi - (n * 7) % 30, -20));
+            // Spread the copies' RSSI downward so that a crowd does not look like one device,
+            // and a crowd written out of range stays there.
+            copy.rssi = qint8(qMax(-127, a.rssi - (n * 7) % 30));
         }
         if (generatedData) {
+            const QByteArray name = copy.name.toUtf8();
+            // An AD structure's length byte counts its type too.
+            if (name.size() > MaxAdNameBytes)
+                return fail(QStringLiteral("name"), QStringLiteral("of %1 bytes does not fit one AD structure (%2 at most); "
+                                                                   "give \"advData\"").arg(name.size()).arg(MaxAdNameBytes));
             copy.advData = adStructure(0x01, QByteArray(1, copy.connectable ? 0x06 : 0x04));
-            if (!copy.name.isEmpty())
-                copy.advData += adStructure(0x09, copy.name.toUtf8());
+            if (!name.isEmpty())
+                copy.advData += adStructure(0x09, name);
             if (copy.advData.size() > dataBytes)
                 return fail(QStringLiteral("name"), QStringLiteral("makes an advertising payload of %1 bytes, more than the "
                                                                    "%2 that fit; give \"advData\"").arg(copy.advData.size()).arg(dataBytes));

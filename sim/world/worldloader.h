@@ -29,7 +29,7 @@ public:
 private:
     bool readDevice(const QJsonObject& object, QVector<VirtualAdvertiser>* world);
     bool checkServices(const QJsonObject& device);
-    bool checkCharacteristic(const QJsonObject& characteristic);
+    bool checkCharacteristic(const QJsonObject& characteristic, int* attributes);
     bool list(const QJsonObject& object, const QString& key, QJsonArray* out);
     bool entry(const QJsonArray& array, int index, const QString& key, const QStringList& allowed, QJsonObject* out);
     bool uuid(const QJsonObject& object);

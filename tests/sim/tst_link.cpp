@@ -1,6 +1,7 @@
 #include <QtTest>
 
 #include "air/virtualair.h"
+#include "air/worlddevice.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/localdeviceengine.h"
 #include "dongle/scannerengine.h"
@@ -15,6 +16,13 @@ static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 1
 static const char* const kConnectDongle1 = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 "
                                            "00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 11 53 00 "
                                            "5E 00 00 00 00 86";
+// 5_0_Connect to the heart-rate sensor of the default world.
+static const char* const kConnectHr = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 00 00 "
+                                      "06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 01 00 00 10 5A C6 01 00 16";
+// The same as kConnectDongle1 with a connection time-out of 50 ms.
+static const char* const kConnectDongle1Within50ms = "AA 01 3F 32 00 00 01 05 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 "
+                                                     "01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 "
+                                                     "00 64 00 00 00 11 53 00 5E 00 00 00 00 81";
 
 // Two simulated dongles in one air: dongle 1 advertises as a peripheral, dongle 0 finds it,
 // connects, and both ends of the link talk.
@@ -44,11 +52,11 @@ private slots:
     }
     void twoDongles()
     {
+        QByteArray up[2]; // first, so that it outlives the dongles, which may still speak as they go
         VirtualAir air;
         air.setWorld({});
         VirtualDongle central(0, &air);
         VirtualDongle peripheral(1, &air);
-        QByteArray up[2];
         VirtualDongle* dongles[2] = {&central, &peripheral};
         for (int n : {0, 1}) {
             connect(dongles[n], &VirtualDongle::uplink, this, [&up, n](const QByteArray& bytes) { up[n] += bytes; });
@@ -56,15 +64,7 @@ private slots:
         }
         central.scanner()->setRssiJitter(0);
 
-        // What the advertising engine will do for the tool: a connectable legacy set.
-        VirtualAdvertiser set;
-        set.address = peripheral.localDevice()->identityAddress();
-        set.addressType = peripheral.localDevice()->identityAddressType();
-        set.intervalMs = 20;
-        set.advData = hex("020106 0B0954617276696E652053696D");
-        set.owner = peripheral.number();
-        set.peer = peripheral.connections();
-        air.addAdvertiser(set);
+        advertise(&air, peripheral);
 
         up[0].clear();
         central.feed(hex(kActiveScan));
@@ -108,6 +108,71 @@ private slots:
         QCOMPARE(up[1].toHex(' '), frames(peripheralHears).toHex(' '));
         QVERIFY(!peripheral.connections()->hasCentral());
         QVERIFY(!central.connections()->send(0, 0x0004, "gone"));
+    }
+    // A dongle that is reset or loses its power stops advertising, so nobody connects to it.
+    void noPeripheralAfter_data()
+    {
+        QTest::addColumn<QString>("event");
+        QTest::newRow("its host resets it") << "reset";
+        QTest::newRow("it is unplugged") << "unplug";
+    }
+    void noPeripheralAfter()
+    {
+        QByteArray up[2]; // first, so that it outlives the dongles, which may still speak as they go
+        VirtualAir air;
+        air.setWorld({});
+        VirtualDongle central(0, &air);
+        VirtualDongle peripheral(1, &air);
+        VirtualDongle* dongles[2] = {&central, &peripheral};
+        for (int n : {0, 1}) {
+            connect(dongles[n], &VirtualDongle::uplink, this, [&up, n](const QByteArray& bytes) { up[n] += bytes; });
+            dongles[n]->feed(hex(kReset));
+        }
+        advertise(&air, peripheral);
+        QFETCH(QString, event);
+        if (event == "reset")
+            peripheral.feed(hex(kReset));
+        else
+            peripheral.powerCycle();
+
+        up[0].clear();
+        up[1].clear();
+        // The set's events come every 20 ms: one would be taken well before the 50 ms time-out.
+        central.feed(hex(kConnectDongle1Within50ms));
+        QTRY_COMPARE_WITH_TIMEOUT(up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 80 00 00 A2").toHex(' '), 5000);
+        QCOMPARE(up[1].toHex(' '), QByteArray());
+    }
+
+    // A device of the world makes its GATT database when its first central comes: a crowd of
+    // copies would otherwise hold a database each that nobody reads.
+    void worldDatabaseMadeByTheFirstCentral()
+    {
+        QByteArray up;
+        VirtualAir air; // the default world, heart-rate sensor first
+        VirtualDongle central(0, &air);
+        connect(&central, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        central.feed(hex(kReset));
+        const auto* heartRate = dynamic_cast<const WorldDevice*>(air.advertisers().at(0).peer);
+        QVERIFY(heartRate);
+        QVERIFY(!heartRate->database());
+        central.feed(hex(kConnectHr));
+        QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(up).contains("DD@01@06"), 5000);
+        QVERIFY(heartRate->database());
+        QCOMPARE(heartRate->database()->attributes().size(), 10);
+    }
+
+private:
+    // What the advertising engine will do for the tool: a connectable legacy set.
+    static void advertise(VirtualAir* air, const VirtualDongle& peripheral)
+    {
+        VirtualAdvertiser set;
+        set.address = peripheral.localDevice()->identityAddress();
+        set.addressType = peripheral.localDevice()->identityAddressType();
+        set.intervalMs = 20;
+        set.advData = hex("020106 0B0954617276696E652053696D");
+        set.owner = peripheral.number();
+        set.peer = peripheral.connections();
+        air->addAdvertiser(set);
     }
 };
 

@@ -30,6 +30,9 @@ private slots:
         QTest::newRow("flood without a rate") << "flood 1" << "error: flood takes 0 to 1000 lines a second";
         QTest::newRow("flood of a dongle not there") << "flood 2 10" << "error: no dongle \"2\"";
         QTest::newRow("unknown verb") << "floodd 1 10" << "error: unknown command \"floodd\"";
+        QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
+        QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
+                                                    << "error: log takes at most 5000 bytes of text";
     }
     void controlLines()
     {

@@ -1,3 +1,4 @@
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -7,6 +8,7 @@
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/initiatorengine.h"
+#include "dongle/logflood.h"
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
 #include "proto/commandtable.h"
@@ -71,6 +73,8 @@ private slots:
             {"log: uart rx: loader command 37 not simulated, frame dropped"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},
             {"BB 01 59 01 00 00 EA | BB 01 5B 01 00 00 E8 | DD 01 5C 04 00 03 41 42 43 F9"});
+        row("Preferred connection parameters Set then Get", {"AA 01 61 08 00 06 00 0C 00 02 00 2C 01 AB AA 01 63 00 00 F2"},
+            {"BB 01 61 01 00 00 E2 | BB 01 63 01 00 00 E0 | DD 01 64 08 00 06 00 0C 00 02 00 2C 01 75"});
         row("Appearance Set too short", {"AA 01 5D 01 00 41 B6"},
             {"BB 01 5D 01 00 0E D8 | log: Appearance Set: payload of 1 bytes, 2 expected"});
         row("Stop Scan while idle", {"AA 01 03 00 00 52"}, {"BB 01 03 01 00 0F 31"});
@@ -169,6 +173,33 @@ private slots:
         QCOMPARE(spy.at(3).at(0).toByteArray().toHex(' '), second.toHex(' '));
         dongle.feed(hex("AA 01 03 00 00 52"));
         QVERIFY(!dongle.scanner()->isScanning());
+    }
+    // Scan reports of a crowd and a log flood at its top rate, together, never offer more than
+    // the link carries, so that acks and heartbeats don't queue up behind them.
+    void bulkTrafficFitsTheLink()
+    {
+        qint64 bytes = 0;
+        int lines = 0;
+        VirtualAir air;
+        QVector<VirtualAdvertiser> crowd;
+        WorldLoader loader(SRCDIR "../../sim/worlds/crowd-1000.json");
+        QVERIFY2(loader.load(&crowd), qPrintable(loader.error()));
+        air.setWorld(crowd);
+        VirtualDongle dongle(0, &air);
+        dongle.feed(hex(kReset));
+        connect(&dongle, &VirtualDongle::uplink, this, [&bytes, &lines](const QByteArray& frame) {
+            bytes += frame.size();
+            lines += quint8(frame.at(0)) == 0xFF;
+        });
+        QElapsedTimer clock;
+        clock.start();
+        dongle.feed(hex(kActiveScan));
+        dongle.setFlood(LogFlood::MaxLinesPerSecond);
+        // Two seconds, so that the first burst of reports is a small part of the whole.
+        QTRY_VERIFY_WITH_TIMEOUT(lines >= 2 * LogFlood::MaxLinesPerSecond, 20000);
+        const qint64 ms = clock.elapsed();
+        QVERIFY2(bytes * 1000 < VirtualDongle::LinkBytesPerSecond * ms,
+                 qPrintable(QStringLiteral("%1 bytes in %2 ms").arg(bytes).arg(ms)));
     }
     // Every command that an engine answers, driven after a reset with a payload of zeros unless a
     // row here says better ("wait ID" waits for that uplink); every frame that comes up is held

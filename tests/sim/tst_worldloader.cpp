@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include "world/attributedatabase.h"
@@ -60,6 +63,8 @@ private slots:
         row("sid on a legacy device", device("\"sid\": 3"), "device 0: \"sid\" is for extended devices only");
         row("periodic and connectable", device("\"kind\": \"extended\", \"periodicIntervalMs\": 100"),
             "device 0: \"periodicIntervalMs\" needs a device that is neither connectable nor scannable");
+        row("periodic interval under 8 ms", device("\"kind\": \"extended\", \"connectable\": false, \"periodicIntervalMs\": 7"),
+            "device 0: \"periodicIntervalMs\" must be 0 or from 8 to 81918, not 7");
         row("periodic data without an interval",
             device("\"kind\": \"extended\", \"connectable\": false, \"periodicData\": \"0201\""),
             "device 0: \"periodicData\" needs \"periodicIntervalMs\"");
@@ -71,6 +76,10 @@ private slots:
         row("name too long for the advertising data", device("\"name\": \"A name of thirty letters, give or\""),
             "device 0 \"A name of thirty letters, give or\": \"name\" makes an advertising payload of 38 bytes, "
             "more than the 31 that fit; give \"advData\"");
+        row("name past one AD structure",
+            device("\"kind\": \"extended\", \"connectable\": false, \"name\": \"" + QString(255, 'N') + "\""),
+            "device 0 \"" + QString(255, 'N') + "\": \"name\" of 255 bytes does not fit one AD structure (254 at most); "
+            "give \"advData\"");
         row("copies past the last address", device("\"address\": \"FF:FF:FF:FF:FF:FE\", \"repeat\": 3"),
             "device 0: \"repeat\" makes 3 copies, which run past FF:FF:FF:FF:FF:FF");
         row("more devices than the air takes",
@@ -82,6 +91,15 @@ private slots:
             "device 1 \"B\": \"address\" C6:5A:20:00:00:01 is taken by device 0");
         row("service uuid of three digits", device("\"services\": [{\"uuid\": \"180\", \"characteristics\": []}]"),
             "device 0: \"services[0].uuid\" must be 4 or 32 hex digits, like 180D, not \"180\"");
+        row("service not an object", device("\"services\": [\"180D\"]"),
+            "device 0: \"services[0]\" must be an object, not \"180D\"");
+        // A service and 32,768 characteristics of two attributes each: one past the last handle.
+        QStringList characteristics;
+        for (int i = 0; i < 32768; ++i)
+            characteristics.append("{\"uuid\": \"2A00\"}");
+        row("more attributes than handles",
+            device("\"services\": [{\"uuid\": \"1800\", \"characteristics\": [" + characteristics.join(',') + "]}]"),
+            "device 0: \"services\" make 65537 attributes, more than the 65535 handles of a GATT server");
         row("unknown property", device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", "
                                        "\"properties\": [\"notifies\"]}]}]"),
             "device 0: \"services[0].characteristics[0].properties\" knows no \"notifies\"; known: broadcast, read, "
@@ -101,6 +119,40 @@ private slots:
         WorldLoader loader("world.json");
         QVERIFY(!loader.parse(json, &devices));
         QTEST(loader.error(), "message");
+    }
+    // Files that are no world: each ends the load at once with a message, never a wait.
+    void unreadableFiles_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("a folder") << "folder" << "is not a regular file";
+        QTest::newRow("a named pipe without a writer") << "fifo" << "is not a regular file";
+        QTest::newRow("a device") << "device" << "is not a regular file";
+        QTest::newRow("a file past 64 MiB") << "huge" << "is larger than 64 MiB";
+        QTest::newRow("no file") << "missing" << "cannot be read: No such file or directory";
+    }
+    void unreadableFiles()
+    {
+        QFETCH(QString, kind);
+        QTemporaryDir folder;
+        QVERIFY(folder.isValid());
+        QString path = folder.filePath(kind);
+        if (kind == "folder") {
+            QVERIFY(QDir(folder.path()).mkdir(kind));
+        } else if (kind == "fifo") {
+            QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+        } else if (kind == "device") {
+            path = "/dev/zero";
+        } else if (kind == "huge") {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(file.resize((64 << 20) + 1)); // sparse: no disk is filled
+        }
+        QVector<VirtualAdvertiser> devices;
+        WorldLoader loader(path);
+        QVERIFY(!loader.load(&devices));
+        QFETCH(QString, message);
+        QCOMPARE(loader.error(), path + ": " + message);
     }
     void shippedWorlds_data()
     {
@@ -122,8 +174,10 @@ private slots:
     {
         QVector<VirtualAdvertiser> all;
         QVERIFY(WorldLoader("world.json").parse(R"({"devices": [{"name": "Tag %n", "address": "C6:5A:21:00:00:FF",
-            "connectable": false, "repeat": 3}]})", &all));
+            "connectable": false, "rssi": -98, "repeat": 3}]})", &all));
         QCOMPARE(all.size(), 3);
+        // Spread downward: copies of a device at the edge of hearing fall out of it, never into it.
+        QCOMPARE((QVector<int>{all.at(0).rssi, all.at(1).rssi, all.at(2).rssi}), (QVector<int>{-98, -105, -112}));
         QCOMPARE(all.at(2).name, QStringLiteral("Tag 2"));
         // FF + 2 carries into the next byte.
         QCOMPARE(all.at(2).address, QByteArray::fromHex("010100215AC6"));
