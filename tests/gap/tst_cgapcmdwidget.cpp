@@ -1,0 +1,221 @@
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QToolButton>
+#include <QtTest>
+
+#include <memory>
+
+#include "capturelogger.h"
+#include "gap/cgapcmdwidget.h"
+#include "gap/cupdateconnparams.h"
+#include "gap/diagramwidget.h"
+#include "link/cmsg.h"
+#include "log/logmanager.h"
+#include "ptypair.h"
+#include "schema/ccommanduiwidget.h"
+#include "schema/cvalidatelineedit.h"
+#include "whenmodal.h"
+
+namespace {
+
+QByteArray frame(const char* hex)
+{
+    const QByteArray body = QByteArray::fromHex(hex);
+    return QByteArray::fromHex("dd01") + body.left(1) + char(body.size() - 1) + '\0' + body.mid(1);
+}
+
+QByteArray withChecksum(const QByteArray& bytes)
+{
+    char sum = 0;
+    for (char byte : bytes)
+        sum = char(sum + byte);
+    return bytes + char(-sum);
+}
+
+QString text(const QWidget* parent, const char* name)
+{
+    return parent->findChild<QLabel*>(name)->text();
+}
+
+} // namespace
+
+// The GAP tab of a connection: forms, the diagram, the peer's request, all by the link's condix.
+class TestCGapCmdWidget : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PtyPair> m_pty;
+    std::unique_ptr<LogManager> m_logger;
+    CaptureLogger* m_log = nullptr;
+    std::unique_ptr<CMsg> m_msg;
+    FieldValueMap m_config{{"device_name", "636261"}, {"identity_addr", "C01122334455"}};
+    QString m_dongle = "Bench";
+
+    std::unique_ptr<CGapCmdWidget> page(uint8_t condix)
+    {
+        // 30 ms interval, no latency, 720 ms supervision timeout.
+        return std::make_unique<CGapCmdWidget>(m_msg.get(), m_logger.get(), &m_config, &m_dongle, condix, 24, 0, 72,
+                                               "Tarvine HR", "c6:5a:10:00:00:01");
+    }
+    // The frames the page sent since the last look.
+    QByteArray sent(int atLeast)
+    {
+        QByteArray bytes;
+        if (!QTest::qWaitFor([&] { return (bytes += m_pty->readAll()).size() >= atLeast; }, 5000))
+            qWarning("only %d of %d bytes sent", bytes.size(), atLeast);
+        return bytes;
+    }
+
+private slots:
+    void initTestCase() { applyFlatStyle(); }
+    void init()
+    {
+        m_pty = std::make_unique<PtyPair>();
+        m_logger = std::make_unique<LogManager>("tst_cgapcmdwidget");
+        m_logger->addLogger(m_log = new CaptureLogger);
+        m_msg = std::make_unique<CMsg>(m_logger.get());
+        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        m_log->clear();
+    }
+    void cleanup()
+    {
+        m_msg.reset();
+        m_logger.reset();
+        m_pty.reset();
+    }
+
+    void diagramAndFormsAtTheStart()
+    {
+        const auto gap = page(3);
+        const DiagramWidget* diagram = gap->diagramWidget();
+        QCOMPARE(text(diagram, "m_lbDongle"), QString("abc"));
+        QCOMPARE(text(diagram, "m_lbDongleAddr"), QString("C0:11:22:33:44:55"));
+        QCOMPARE(text(diagram, "m_lbDevice") + ' ' + text(diagram, "m_lbDeviceAddr"), QString("Tarvine HR c6:5a:10:00:00:01"));
+        QCOMPARE(text(diagram, "m_lbMin") + ' ' + text(diagram, "m_lbMax") + ' ' + text(diagram, "m_lbLatency") + ' '
+                     + text(diagram, "m_lbTimeout"),
+                 QString("30ms 30ms 0 720ms"));
+        QCOMPARE(diagram->state(), int(DiagramWidget::Linked));
+        QStringList names;
+        for (const CCommandUiWidget* form : gap->forms())
+            names << form->name();
+        QCOMPARE(names, (QStringList{"Update Connection Parameters Request", "Data Length Update", "PHY Update",
+                                     "Get Peer Version", "Get Peer Features", "Get Connection PHY",
+                                     "Get Connection Channel Map", "Get Connection RSSI",
+                                     "Get Selection Algorithm For Connection Channel", "RF TX Power Set"}));
+    }
+
+    // Uplinks of this link and of another; a page logs only its own.
+    void uplinksGoByCondix_data()
+    {
+        QTest::addColumn<QByteArray>("uplink");
+        QTest::addColumn<bool>("logged");
+        QTest::addColumn<QString>("rssi");     // what the RSSI form shows after
+        QTest::addColumn<QString>("interval"); // what the diagram shows after
+        QTest::addColumn<QString>("complaint"); // a level-4 line
+        // Get Connection RSSI: status, rssi, condix.
+        QTest::newRow("own result shown") << frame("5200c403") << true << "-60" << "30ms" << QString();
+        QTest::newRow("another link's result dropped unlogged") << frame("5200c404") << false << "" << "30ms" << QString();
+        QTest::newRow("failed result logs its status") << frame("5202c403") << true << "" << "30ms"
+            << "Uplink Command Name:Get Connection RSSI Result:BLE ATT ERR READ NOT PERMITTED";
+        // Update Connection Parameter Complete Event: status, interval, latency, timeout, condix.
+        QTest::newRow("new parameters") << frame("3800" "2800" "0200" "6400" "03") << true << "" << "50ms" << QString();
+        QTest::newRow("another link's new parameters") << frame("3800" "2800" "0200" "6400" "05") << false << ""
+                                                       << "30ms" << QString();
+        // Data Length Update completion names its link by `index`.
+        QTest::newRow("own data length refused") << frame("441203" "fb004808fb004808") << true << "" << "30ms"
+            << "Uplink Command Name:Data Length Update Result:BLE ATT ERR DB OUT OF SYNC";
+    }
+    void uplinksGoByCondix()
+    {
+        QFETCH(QByteArray, uplink);
+        QFETCH(bool, logged);
+        QFETCH(QString, rssi);
+        QFETCH(QString, interval);
+        QFETCH(QString, complaint);
+        const auto gap = page(3);
+        emit m_msg->sig_rcvGapMsg(uplink);
+        const bool anyLine = std::any_of(m_log->lines.cbegin(), m_log->lines.cend(), [](const auto& line) {
+            return line.second.contains("Uplink Command Name");
+        });
+        QCOMPARE(anyLine, logged);
+        QCOMPARE(gap->forms().at(7)->findChild<CValidateLineEdit*>()->text(), rssi);
+        QCOMPARE(text(gap->diagramWidget(), "m_lbMin"), interval);
+        if (!complaint.isEmpty())
+            QVERIFY2(m_log->contains(complaint, 4), qPrintable(m_log->texts().join('\n')));
+    }
+
+    void responsesOnlyAfterTheyWereAskedFor()
+    {
+        const auto gap = page(3);
+        const QByteArray refused = QByteArray::fromHex("bb014d010002");
+        emit m_msg->sig_rcvGapMsg(refused);
+        QVERIFY(m_log->lines.isEmpty());
+        gap->forms().at(3)->findChild<QPushButton*>("btn_command")->click();
+        emit m_msg->sig_rcvGapMsg(refused);
+        QVERIFY(m_log->texts().join('\n').contains("[SDK Result] Uplink Command Name:Get Peer Version"));
+    }
+
+    // The peer asks for new parameters: only its link's page asks the user, who answers.
+    void peerRequest_data()
+    {
+        QTest::addColumn<QString>("answer"); // the button pressed
+        QTest::addColumn<int>("accept");
+        QTest::addColumn<int>("state");
+        QTest::newRow("accepted") << "pushButtonAccept" << 1 << int(DiagramWidget::Updating);
+        QTest::newRow("rejected") << "pushButtonReject" << 0 << int(DiagramWidget::Linked);
+        QTest::newRow("closed") << "m_tbClose" << 0 << int(DiagramWidget::Linked);
+    }
+    void peerRequest()
+    {
+        QFETCH(QString, answer);
+        QFETCH(int, accept);
+        QFETCH(int, state);
+        const auto first = page(1);
+        const auto second = page(2);
+        QSignalSpy front(second.get(), &CGapCmdWidget::sig_showDongleTab);
+        // 30 to 50 ms, latency 4, 4 s, for condix 2.
+        emit m_msg->sig_rcvGapMsg(frame("3c" "1800" "2800" "0400" "9001" "02"));
+        QVERIFY(first->findChildren<CUpdateConnParams*>().isEmpty());
+        const auto dialogs = second->findChildren<CUpdateConnParams*>();
+        QCOMPARE(dialogs.size(), 1);
+        CUpdateConnParams* dialog = dialogs.first();
+        QCOMPARE(front.takeFirst().at(0).toString(), m_dongle);
+        QCOMPARE(dialog->windowTitle(), QString("c6:5a:10:00:00:01: Update Connection Parameters"));
+        QStringList values;
+        for (const QLineEdit* value : dialog->findChildren<QLineEdit*>())
+            values << value->text();
+        QCOMPARE(values, (QStringList{"c6:5a:10:00:00:01", "30", "50", "4", "4000"}));
+        QVERIFY(QTest::qWaitForWindowExposed(dialog));
+        if (accept)
+            QVERIFY(dialog->grab().save(SCREENSHOT_DIR "cupdateconnparams.png"));
+
+        QPointer<CUpdateConnParams> alive(dialog);
+        QTest::mouseClick(dialog->findChild<QAbstractButton*>(answer), Qt::LeftButton);
+        QTRY_VERIFY(!alive);
+        // Update Connection Parameters Reply: accept, condix.
+        QCOMPARE(sent(7).toHex(), withChecksum(QByteArray::fromHex("aa01390200") + char(accept) + '\x02').toHex());
+        QCOMPARE(second->diagramWidget()->state(), state);
+        QCOMPARE(first->diagramWidget()->state(), int(DiagramWidget::Linked));
+    }
+
+    // An accepted change that never completes shows the link lost; the completion brings it back.
+    void acceptedChangeWithoutCompletion()
+    {
+        const auto gap = page(2);
+        gap->on_receiveUpdateRequest();
+        QCOMPARE(gap->linkState(), int(DiagramWidget::Updating));
+        gap->on_timeout();
+        QCOMPARE(gap->linkState(), int(DiagramWidget::Lost));
+        QVERIFY(gap->diagramWidget()->findChild<QLabel*>("m_line1")->styleSheet().contains("150, 150, 150"));
+        emit m_msg->sig_rcvGapMsg(frame("3800" "2800" "0200" "6400" "02"));
+        QCOMPARE(gap->linkState(), int(DiagramWidget::Linked));
+        QCOMPARE(text(gap->diagramWidget(), "m_lbTimeout"), QString("1000ms"));
+        gap->on_timeout(); // later ticks of the timer change nothing
+        QCOMPARE(gap->linkState(), int(DiagramWidget::Linked));
+    }
+};
+
+QTEST_MAIN(TestCGapCmdWidget)
+#include "tst_cgapcmdwidget.moc"
