@@ -16,6 +16,9 @@
 namespace {
 
 QTemporaryDir* g_dir = nullptr;
+// The settings dialog is built once from its XML; each input only fills it.
+FieldValueMap* g_shown = nullptr;
+CSettingDialog* g_dialog = nullptr;
 
 } // namespace
 
@@ -23,6 +26,11 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     startFuzzApplication(argc, argv);
     g_dir = new QTemporaryDir;
+    g_shown = new FieldValueMap;
+    auto* logger = new LogManager(QStringLiteral("Fuzz"));
+    logger->setLogFile(QStringLiteral("/dev/null"));
+    g_dialog = new CSettingDialog(logger, g_shown);
+    g_dialog->parseConfigFile(QStringLiteral(":/config/resources/conf/sample_config_5_0.xml"));
     return 0;
 }
 
@@ -44,14 +52,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     tab.on_staticConfigSet();
     tab.on_DynamicConfigApply();
 
-    FieldValueMap config = tab.config();
-    CSettingDialog dialog(tab.logger(), &config);
-    if (dialog.parseConfigFile(QStringLiteral(":/config/resources/conf/sample_config_5_0.xml"))) {
-        dialog.fillControls();
-        for (auto it = config.cbegin(); it != config.cend(); ++it)
-            if (const CSetting* setting = dialog.setting(it.key()))
-                setting->value();
-    }
+    *g_shown = tab.config();
+    g_dialog->fillControls();
+    for (auto it = g_shown->cbegin(); it != g_shown->cend(); ++it)
+        if (const CSetting* setting = g_dialog->setting(it.key()))
+            setting->value();
     QCoreApplication::processEvents();
     return 0;
 }
