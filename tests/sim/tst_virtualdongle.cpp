@@ -30,6 +30,18 @@ static const char* const kConnectAck = "BB 01 3F 01 00 00 04";
 static const char* const kHrCondix0 = "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 01 00 00 10 5A C6 00 68";
 static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
 
+// What the simulator says of its own faults (an uplink refused by its row, a request read by a
+// key its row lacks) fails the case it happens in.
+static QStringList s_faults;
+static QtMessageHandler s_defaultHandler = nullptr;
+
+static void recordFaults(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (type == QtCriticalMsg && message.startsWith("tarvine-sim: "))
+        s_faults.append(message);
+    s_defaultHandler(type, context, message);
+}
+
 // The simulator's protocol engine in-process: downlink bytes in, uplink bytes out.
 class tst_VirtualDongle : public QObject
 {
@@ -40,6 +52,12 @@ private slots:
     {
         Responder::setChecking(true);
         loadUplinkRows();
+        s_defaultHandler = qInstallMessageHandler(recordFaults);
+    }
+    void cleanup()
+    {
+        const QStringList faults = std::exchange(s_faults, {});
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join('\n')));
     }
     // Each step is downlink hex, or "mute", "status ID N", "drop CONDIX", "split N HEX" (in chunks of
     // N bytes); after it comes all the uplink of its row in `ups`.
