@@ -192,6 +192,37 @@ private slots:
         dongle.feed(hex("AA 01 03 00 00 52"));
         QVERIFY(!dongle.scanner()->isScanning());
     }
+    // A host that stops the scan, or resets the dongle, on its first report, as a tool may: nothing
+    // of the scan comes after, not even the scan response of the same event.
+    void stoppedOnTheFirstReport_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QStringList>("after");
+        QTest::newRow("Stop Scan") << "AA 01 03 00 00 52" << QStringList{"BB@01@03", "DD@01@04"};
+        QTest::newRow("Reset") << kReset << QStringList{"BB@00@01", "CC@00@02", "FF@00@00"};
+    }
+    void stoppedOnTheFirstReport()
+    {
+        QFETCH(QString, answer);
+        QByteArray up;
+        VirtualAir air;
+        QVector<VirtualAdvertiser> scannable;
+        QVERIFY(WorldLoader("world.json").parse(R"({"devices": [{"address": "C6:5A:10:00:00:09", "intervalMs": 50}]})",
+                                                &scannable));
+        air.setWorld(scannable);
+        VirtualDongle dongle(0, &air);
+        dongle.feed(hex(kReset));
+        connect(&dongle, &VirtualDongle::uplink, this, [&](const QByteArray& frame) {
+            const bool first = !up.contains(hex("DD 01 02"));
+            up += frame;
+            if (first && frame.startsWith(hex("DD 01 02")))
+                dongle.feed(hex(answer));
+        });
+        dongle.feed(hex(kActiveScan));
+        QFETCH(QStringList, after);
+        QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(up).contains(after.last()), 5000);
+        QCOMPARE(uplinkIds(up), QStringList({"BB@01@3D", "DD@01@F0", "DD@01@02"}) + after);
+    }
     // Scan reports of a crowd and a log flood at its top rate, together, never offer more than
     // the link carries, so that acks and heartbeats don't queue up behind them.
     void bulkTrafficFitsTheLink()
