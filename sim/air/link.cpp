@@ -22,7 +22,9 @@ void Link::open()
     m_open = true;
     m_anchor.start();
     m_parties[Central].peer->linkUp(this);
-    m_parties[Peripheral].peer->linkUp(this);
+    // The central's host may have ended it already, on hearing of it.
+    if (m_open)
+        m_parties[Peripheral].peer->linkUp(this);
 }
 
 // Idle links cost nothing: the timer runs only while data waits for the next event.

@@ -92,13 +92,15 @@ int ConnectionManager::condixOf(const Link* link) const
     return -1;
 }
 
-// Central or peripheral, the link takes the lowest free index and the host hears of it.
+// Central or peripheral, the link takes the lowest free index; the engines hear of it before
+// the host, which may use it, or end it, at once.
 void ConnectionManager::linkUp(Link* link)
 {
     int condix = 0;
     while (m_links.contains(condix))
         ++condix;
     m_links.insert(condix, link);
+    m_dongle.linkOpened(condix, link);
     const Link::End end = link->endOf(this);
     const Link::Party& far = link->party(Link::other(end));
     const Link::Parameters& parameters = link->parameters();
@@ -114,7 +116,6 @@ void ConnectionManager::linkUp(Link* link)
                       {"addr_type", u8(far.addressType)},
                       {"addr", far.address},
                       {"role", u8(end)}});
-    m_dongle.linkOpened(condix, link);
 }
 
 void ConnectionManager::linkDown(Link* link, quint8 reason)

@@ -186,19 +186,21 @@ void InitiatorEngine::establish(const VirtualAdvertiser& peer)
     parameters.latency = m_initiating->number(key("latency", suffix));
     parameters.timeout = m_initiating->number(key("supervision_timeout", suffix));
     parameters.centralClockAccuracy = ConnectionManager::ClockAccuracy;
-    m_dongle.air()->connectTo({&m_connections, m_localDevice.identityAddress(), m_localDevice.identityAddressType()},
-                              peer, parameters);
 
     // A direct connection ends the procedure; an automatic one goes on until every device of
-    // the white list is connected.
-    const QList<QByteArray> linked = m_connections.peers();
+    // the white list is connected. It is decided before the host hears of the link, which it
+    // may answer at once: a Cancel Connect then finds the procedure over, as at a controller.
+    QList<QByteArray> linked = m_connections.peers();
+    linked.append(peer.address + char(peer.addressType));
     const QVector<QByteArray>& whitelist = m_localDevice.whitelist();
     const bool automatic = m_initiating->number(QStringLiteral("5_0_conn_type")) == 1;
-    const bool more = automatic && m_connections.count() < ConnectionManager::MaxConnections
+    const bool more = automatic && m_connections.count() + 1 < ConnectionManager::MaxConnections
                       && std::any_of(whitelist.cbegin(), whitelist.cend(),
                                      [&](const QByteArray& entry) { return !linked.contains(entry); });
     if (!more)
         stop();
+    m_dongle.air()->connectTo({&m_connections, m_localDevice.identityAddress(), m_localDevice.identityAddressType()},
+                              peer, parameters);
 }
 
 void InitiatorEngine::stop()

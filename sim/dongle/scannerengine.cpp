@@ -152,7 +152,8 @@ void ScannerEngine::tick()
     for (int i = 0; i < all.size() && m_scanning; ++i) {
         if (m_nextDue[i] > now)
             continue;
-        const VirtualAdvertiser& a = all.at(i);
+        // A copy: the host may answer a report at once, with a Reset that changes the air.
+        const VirtualAdvertiser a = all.at(i);
         // The advertising interval plus the random delay of 0 to 10 ms that the radio adds.
         m_nextDue[i] = qMax(m_nextDue[i] + a.intervalMs + random.bounded(11), now);
         if (!hears(a) || random.generateDouble() >= m_hearChance)
@@ -160,7 +161,8 @@ void ScannerEngine::tick()
         const bool legacy = a.kind == VirtualAdvertiser::Legacy;
         if (!report(a, legacy ? 1 : 0, a.advData))
             continue;
-        if (m_activeScan && a.scannable)
+        // The host may have stopped the scan on hearing the report.
+        if (m_scanning && m_activeScan && a.scannable)
             report(a, legacy ? 3 : 2, a.scanResponse);
     }
 }

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -10,6 +11,9 @@
 #include "simulator.h"
 
 namespace {
+
+// The longest control line: an inject of the longest frame in hex, with room to spare.
+constexpr int MaxLineBytes = 1 << 20;
 
 int signalPipe[2] = {-1, -1};
 
@@ -93,6 +97,7 @@ int main(int argc, char* argv[])
     QObject::connect(&simulator, &Simulator::quitAsked, &app, &QCoreApplication::quit, Qt::QueuedConnection);
 
     QByteArray input;
+    bool overlong = false; // the rest of a line past MaxLineBytes goes unread
     QSocketNotifier stdinNotifier(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&stdinNotifier, &QSocketNotifier::activated, &app, [&] {
         char buffer[4096];
@@ -106,8 +111,15 @@ int main(int argc, char* argv[])
         for (int end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
             const QString line = QString::fromUtf8(input.left(end));
             input.remove(0, end + 1);
-            if (!line.trimmed().isEmpty())
+            if (std::exchange(overlong, false))
+                printLine(QStringLiteral("error: line longer than %1 bytes").arg(MaxLineBytes));
+            else if (!line.trimmed().isEmpty())
                 printLine(simulator.control(line));
+        }
+        // A writer that never ends its line must not eat the machine.
+        if (input.size() > MaxLineBytes) {
+            input.clear();
+            overlong = true;
         }
     });
 

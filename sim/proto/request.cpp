@@ -17,8 +17,11 @@ bool Request::isWhole() const
 QByteArray Request::field(const QString& key) const
 {
     const SimCommandTable::Field* field = m_command->field(key);
-    if (!field)
+    if (!field) {
+        // A key the row lacks is a fault of the handler, which would read 0 without a word.
+        qCritical("tarvine-sim: %s has no field \"%s\"", qPrintable(m_command->id), qPrintable(key));
         return QByteArray();
+    }
     // The row's index counts from the module byte: index 4 is the first payload byte.
     const int at = field->index - 4;
     if (at < 0 || at > m_payload.size())

@@ -21,7 +21,8 @@ public:
     bool isWhole() const;
     int expectedLength() const { return m_command->fixedPayloadLength(); }
 
-    // The bytes of a field, in wire order; empty when the row lacks the key or the payload is short.
+    // The bytes of a field, in wire order; empty when the payload is short, and empty with a
+    // message on stderr when the row lacks the key.
     QByteArray field(const QString& key) const;
     // A field read as a little-endian number; 0 when it is missing.
     int number(const QString& key) const;

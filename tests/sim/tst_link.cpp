@@ -3,6 +3,7 @@
 #include "air/virtualair.h"
 #include "air/worlddevice.h"
 #include "dongle/connectionmanager.h"
+#include "dongle/initiatorengine.h"
 #include "dongle/localdeviceengine.h"
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
@@ -23,6 +24,43 @@ static const char* const kConnectHr = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F
 static const char* const kConnectDongle1Within50ms = "AA 01 3F 32 00 00 01 05 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 "
                                                      "01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 "
                                                      "00 64 00 00 00 11 53 00 5E 00 00 00 00 81";
+
+// Two dongles, reset, in an air without world devices; dongle 1 advertises as a peripheral, as
+// the advertising engine will do for the tool: a connectable legacy set. The uplink of each is
+// gathered in `up`, which outlives the dongles, since they may still speak as they go.
+struct Pair {
+    QByteArray up[2];
+    VirtualAir air;
+    VirtualDongle central{0, &air};
+    VirtualDongle peripheral{1, &air};
+
+    Pair()
+    {
+        air.setWorld({});
+        VirtualDongle* dongles[2] = {&central, &peripheral};
+        for (int n : {0, 1}) {
+            QObject::connect(dongles[n], &VirtualDongle::uplink, [this, n](const QByteArray& bytes) { up[n] += bytes; });
+            dongles[n]->feed(hex(kReset));
+        }
+        advertise();
+    }
+    void advertise()
+    {
+        VirtualAdvertiser set;
+        set.address = peripheral.localDevice()->identityAddress();
+        set.addressType = peripheral.localDevice()->identityAddressType();
+        set.intervalMs = 20;
+        set.advData = hex("020106 0B0954617276696E652053696D");
+        set.owner = peripheral.number();
+        set.peer = peripheral.connections();
+        air.addAdvertiser(set);
+    }
+    void clear()
+    {
+        up[0].clear();
+        up[1].clear();
+    }
+};
 
 // Two simulated dongles in one air: dongle 1 advertises as a peripheral, dongle 0 finds it,
 // connects, and both ends of the link talk.
@@ -52,19 +90,12 @@ private slots:
     }
     void twoDongles()
     {
-        QByteArray up[2]; // first, so that it outlives the dongles, which may still speak as they go
-        VirtualAir air;
-        air.setWorld({});
-        VirtualDongle central(0, &air);
-        VirtualDongle peripheral(1, &air);
+        Pair pair;
+        VirtualDongle& central = pair.central;
+        VirtualDongle& peripheral = pair.peripheral;
         VirtualDongle* dongles[2] = {&central, &peripheral};
-        for (int n : {0, 1}) {
-            connect(dongles[n], &VirtualDongle::uplink, this, [&up, n](const QByteArray& bytes) { up[n] += bytes; });
-            dongles[n]->feed(hex(kReset));
-        }
+        QByteArray* up = pair.up;
         central.scanner()->setRssiJitter(0);
-
-        advertise(&air, peripheral);
 
         up[0].clear();
         central.feed(hex(kActiveScan));
@@ -118,31 +149,50 @@ private slots:
     }
     void noPeripheralAfter()
     {
-        QByteArray up[2]; // first, so that it outlives the dongles, which may still speak as they go
-        VirtualAir air;
-        air.setWorld({});
-        VirtualDongle central(0, &air);
-        VirtualDongle peripheral(1, &air);
-        VirtualDongle* dongles[2] = {&central, &peripheral};
-        for (int n : {0, 1}) {
-            connect(dongles[n], &VirtualDongle::uplink, this, [&up, n](const QByteArray& bytes) { up[n] += bytes; });
-            dongles[n]->feed(hex(kReset));
-        }
-        advertise(&air, peripheral);
+        Pair pair;
         QFETCH(QString, event);
         if (event == "reset")
-            peripheral.feed(hex(kReset));
+            pair.peripheral.feed(hex(kReset));
         else
-            peripheral.powerCycle();
+            pair.peripheral.powerCycle();
 
-        up[0].clear();
-        up[1].clear();
+        pair.clear();
         // The set's events come every 20 ms: one would be taken well before the 50 ms time-out.
-        central.feed(hex(kConnectDongle1Within50ms));
-        QTRY_COMPARE_WITH_TIMEOUT(up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 80 00 00 A2").toHex(' '), 5000);
-        QCOMPARE(up[1].toHex(' '), QByteArray());
+        pair.central.feed(hex(kConnectDongle1Within50ms));
+        QTRY_COMPARE_WITH_TIMEOUT(pair.up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 80 00 00 A2").toHex(' '), 5000);
+        QCOMPARE(pair.up[1].toHex(' '), QByteArray());
     }
-
+    // A central's host that answers the link as soon as it hears of it, as a tool may.
+    void answeredAsItOpens_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("centralHears"); // after the connection event
+        QTest::addColumn<QString>("peripheralHears");
+        // The peripheral never hears of the link, and keeps no dead one.
+        QTest::newRow("Disconnect") << kDisconnect0 << "BB 01 07 01 00 00 3C | DD 01 08 03 00 00 16 00 01" << "";
+        // The procedure ended with the connection: too late to cancel.
+        QTest::newRow("Cancel Connect") << "AA 01 49 00 00 0C" << "BB 01 49 01 00 0F EB"
+                                        << "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 05 00 10 53 00 5E 00 00 01 D3";
+    }
+    void answeredAsItOpens()
+    {
+        QFETCH(QString, answer);
+        Pair pair;
+        connect(&pair.central, &VirtualDongle::uplink, this, [&pair, answer](const QByteArray& frame) {
+            if (frame.startsWith(hex("DD 01 06")))
+                pair.central.feed(hex(answer));
+        });
+        pair.clear();
+        pair.central.feed(hex(kConnectDongle1));
+        QFETCH(QString, centralHears);
+        QTRY_COMPARE_WITH_TIMEOUT(pair.up[0].toHex(' '),
+                                  frames("BB 01 3F 01 00 00 04 | DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 00 11 53 00 5E "
+                                         "00 00 00 D8 | " + centralHears).toHex(' '), 5000);
+        QFETCH(QString, peripheralHears);
+        QCOMPARE(pair.up[1].toHex(' '), hex(peripheralHears).toHex(' '));
+        QCOMPARE(pair.peripheral.connections()->count(), int(!peripheralHears.isEmpty()));
+        QVERIFY(!pair.central.initiator()->isConnecting());
+    }
     // A device of the world makes its GATT database when its first central comes: a crowd of
     // copies would otherwise hold a database each that nobody reads.
     void worldDatabaseMadeByTheFirstCentral()
@@ -159,20 +209,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(up).contains("DD@01@06"), 5000);
         QVERIFY(heartRate->database());
         QCOMPARE(heartRate->database()->attributes().size(), 10);
-    }
-
-private:
-    // What the advertising engine will do for the tool: a connectable legacy set.
-    static void advertise(VirtualAir* air, const VirtualDongle& peripheral)
-    {
-        VirtualAdvertiser set;
-        set.address = peripheral.localDevice()->identityAddress();
-        set.addressType = peripheral.localDevice()->identityAddressType();
-        set.intervalMs = 20;
-        set.advData = hex("020106 0B0954617276696E652053696D");
-        set.owner = peripheral.number();
-        set.peer = peripheral.connections();
-        air->addAdvertiser(set);
     }
 };
 

@@ -104,6 +104,26 @@ private slots:
         QVERIFY2(said.startsWith("tarvine-sim: ") && said.contains(message), qPrintable(said));
     }
 
+    // A control line that never ends is refused once it does, and the next line is read as ever.
+    void overlongLine()
+    {
+        QProcess process;
+        process.start(TARVINE_SIM_PATH, {"--dir", m_folder.path()});
+        QVERIFY(process.waitForStarted(10000));
+        const auto nextLine = [&process] {
+            while (!process.canReadLine() && process.waitForReadyRead(10000)) {
+            }
+            return QString::fromUtf8(process.readLine()).trimmed();
+        };
+        QVERIFY(nextLine().startsWith("ttySIM0 -> "));
+        process.write(QByteArray(3 << 19, 'x') + "\nlog 0 hello\n");
+        QCOMPARE(nextLine(), QString("error: line longer than 1048576 bytes"));
+        QCOMPARE(nextLine(), QString("ok"));
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished(10000));
+        QCOMPARE(process.exitCode(), 0);
+    }
+
 private:
     Simulator::Options options(int dongles) const
     {
