@@ -7,7 +7,6 @@
 #include <QMap>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QPair>
 #include <QRegularExpression>
 #include <QSerialPortInfo>
 #include <QSet>
@@ -38,13 +37,13 @@ QString nameFor(const QFileInfo& port)
     return name;
 }
 
-// The names given out, by device: a device keeps its name for as long as it exists, so that
+// The names given out, by port path: a port keeps its name for as long as it is there, so that
 // another port coming or going never renames it under the tab that holds it. The probe thread
 // asks too, hence the lock.
 struct Names
 {
     QMutex mutex;
-    QMap<QString, QString> byDevice;
+    QMap<QString, QString> byPath;
 };
 
 Names& names()
@@ -55,7 +54,7 @@ Names& names()
 
 // Name -> device path of every port that exists now. A device reached by several paths is
 // listed once, by the first source that names it: the system, the simulator's folder, then
-// $TARVINE_EXTRA_PORTS. A name another device holds gets a number after it.
+// $TARVINE_EXTRA_PORTS. A name another port holds gets a number after it.
 QMap<QString, QString> portMap()
 {
     QStringList paths;
@@ -69,34 +68,36 @@ QMap<QString, QString> portMap()
         paths.append(entry.absoluteFilePath());
     paths += QString::fromLocal8Bit(qgetenv("TARVINE_EXTRA_PORTS")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
 
-    QVector<QPair<QString, QFileInfo>> present; // device, port
+    QVector<QFileInfo> present;
     QSet<QString> devices;
+    QSet<QString> listed;
     for (const QString& path : qAsConst(paths)) {
         const QFileInfo info(path);
         // A link whose pseudo-terminal is gone is a port that no longer exists.
         if (!info.exists() || devices.contains(info.canonicalFilePath()))
             continue;
         devices.insert(info.canonicalFilePath());
-        present.append({info.canonicalFilePath(), info});
+        listed.insert(info.filePath());
+        present.append(info);
     }
 
     QMutexLocker lock(&names().mutex);
-    QMap<QString, QString>& byDevice = names().byDevice;
-    for (auto it = byDevice.begin(); it != byDevice.end();)
-        it = devices.contains(it.key()) ? std::next(it) : byDevice.erase(it);
+    QMap<QString, QString>& byPath = names().byPath;
+    for (auto it = byPath.begin(); it != byPath.end();)
+        it = listed.contains(it.key()) ? std::next(it) : byPath.erase(it);
     QSet<QString> taken;
-    for (const QString& name : qAsConst(byDevice))
+    for (const QString& name : qAsConst(byPath))
         taken.insert(name);
 
     QMap<QString, QString> ports;
-    for (const auto& [device, info] : qAsConst(present)) {
-        QString name = byDevice.value(device);
+    for (const QFileInfo& info : qAsConst(present)) {
+        QString name = byPath.value(info.filePath());
         if (name.isEmpty()) {
             const QString base = nameFor(info);
             name = base;
             for (int n = 2; taken.contains(name); ++n)
                 name = base + QLatin1Char('_') + QString::number(n);
-            byDevice.insert(device, name);
+            byPath.insert(info.filePath(), name);
             taken.insert(name);
         }
         ports.insert(name, info.filePath());

@@ -9,7 +9,6 @@
 #include "app/cselectdongledlg.h"
 #include "capturelogger.h"
 #include "link/cmsg.h"
-#include "link/portregistry.h"
 #include "log/logmanager.h"
 #include "ptypair.h"
 #include "whenmodal.h"
@@ -162,13 +161,6 @@ private slots:
         QVERIFY(msg.isOpen());
         QCOMPARE(msg.portName(), name);
         msg.closePort();
-    }
-    void cleanup()
-    {
-        // As the port watcher's next look would: the registry forgets the case's terminals, whose
-        // numbers the next case may get again.
-        qunsetenv("TARVINE_EXTRA_PORTS");
-        PortRegistry::availablePorts();
     }
     void connectThenRemovalOfTheConnectedPort()
     {
