@@ -13,6 +13,7 @@
 #include "app/flat/cflatmessage.h"
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
+#include "gatt/cgattwidget.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
 #include "log/clogwidget.h"
@@ -583,6 +584,7 @@ void MainDongleWidget::on_connectSuccess(uint8_t role, QString addr, CLayerWidge
     ui->tabWidget->setCurrentIndex(index);
 
     connect(addCloseButton(index, "Disconnect"), &QToolButton::clicked, dialog, &CLayerWidget::disconnect);
+    connect(this, &MainDongleWidget::sig_pairEnable, dialog->gattPage(), &CGattWidget::on_pairEnable);
     connect(dialog, &CLayerWidget::sig_showDongleTab, this, &MainDongleWidget::showThisDongleTab);
 }
 

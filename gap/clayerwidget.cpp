@@ -4,6 +4,7 @@
 
 #include "app/flat/cflattabwidget.h"
 #include "gap/cgapcmdwidget.h"
+#include "gatt/cgattwidget.h"
 #include "log/logmanager.h"
 
 CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
@@ -27,11 +28,13 @@ CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_pages->setTabPosition(QTabWidget::West);
+    m_gattPage = new CGattWidget(condix, msg, logger, dongleName ? *dongleName : QString(), m_pages);
+    connect(m_gattPage, &CGattWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
     m_gapPage = new CGapCmdWidget(msg, logger, config, dongleName, condix, interval, latency, supervisionTimeout,
                                   name, address, m_pages);
     connect(m_gapPage, &CGapCmdWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
     // One letter per line: the titles stand upright beside the pages.
-    m_pages->addTab(new QWidget(m_pages), QStringLiteral("G\r\nA\r\nT\r\nT"));
+    m_pages->addTab(m_gattPage, QStringLiteral("G\r\nA\r\nT\r\nT"));
     m_pages->addTab(m_gapPage, QStringLiteral("G\r\nA\r\nP"));
     m_pages->addTab(new QWidget(m_pages), QStringLiteral("L\r\n2\r\nC\r\nA\r\nP"));
     layout->addWidget(m_pages);

@@ -6,6 +6,7 @@
 #include "schema/ccommand.h"
 
 class CGapCmdWidget;
+class CGattWidget;
 class CMsg;
 class LogManager;
 class QTabWidget;
@@ -31,6 +32,7 @@ public:
     // The pages refresh only while their connection's tab is the one shown.
     void setCurrent(bool current) { m_current = current; }
     bool isCurrent() const { return m_current; }
+    CGattWidget* gattPage() const { return m_gattPage; }
     CGapCmdWidget* gapPage() const { return m_gapPage; }
     QTabWidget* pages() const { return m_pages; }
 
@@ -55,5 +57,6 @@ private:
     QString m_address;
     bool m_current = false;
     QTabWidget* m_pages = nullptr;
+    CGattWidget* m_gattPage = nullptr;
     CGapCmdWidget* m_gapPage = nullptr;
 };
