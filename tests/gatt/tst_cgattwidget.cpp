@@ -1,0 +1,229 @@
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTextEdit>
+#include <QToolButton>
+#include <QTreeView>
+#include <QtTest>
+
+#include <memory>
+
+#include "capturelogger.h"
+#include "gatt/cgattwidget.h"
+#include "gatt/gatttablemodel.h"
+#include "gatt/treemodel.h"
+#include "gatttables.h"
+#include "link/cmsg.h"
+#include "log/logmanager.h"
+#include "ptypair.h"
+#include "whenmodal.h"
+
+using GattTables::le16;
+
+namespace {
+
+QByteArray uplink(quint8 head, quint8 opcode, const QByteArray& body)
+{
+    return QByteArray(1, char(head)) + char(0x03) + char(opcode) + le16(quint16(body.size())) + body;
+}
+
+QByteArray withChecksum(const QByteArray& frame)
+{
+    char sum = 0;
+    for (char byte : frame)
+        sum = char(sum + byte);
+    return frame + char(-sum);
+}
+
+// A panel whose export goes where the test says.
+class Panel : public CGattWidget
+{
+public:
+    using CGattWidget::CGattWidget;
+    QString exportPath;
+
+protected:
+    QString askExportPath() override { return exportPath; }
+};
+
+} // namespace
+
+// The GATT tab of one link, fed the uplinks a dongle sends; the frames it sends are read back.
+class TestCGattWidget : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PtyPair> m_pty;
+    std::unique_ptr<LogManager> m_logger;
+    CaptureLogger* m_log = nullptr;
+    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<Panel> m_panel;
+
+    QToolButton* button(const char* name) const { return m_panel->findChild<QToolButton*>(name); }
+    void receive(const QByteArray& frame) { m_panel->onRcvMsg(frame); }
+    QByteArray sent(int atLeast)
+    {
+        QByteArray bytes;
+        if (!QTest::qWaitFor([&] { return (bytes += m_pty->readAll()).size() >= atLeast; }, 10000))
+            qWarning("only %d of %d bytes sent", bytes.size(), atLeast);
+        return bytes;
+    }
+    // A whole discovery of the heart-rate database for link 1, as the dongle reports it.
+    void discover(quint8 condix = 1)
+    {
+        const QByteArray link(1, char(condix));
+        receive(uplink(0xDD, 0x30, link + le16(1) + le16(8) + le16(0x180D)));
+        receive(uplink(0xDD, 0x32, link + le16(2) + char(0x30) + le16(3) + le16(0x2A37)));
+        receive(uplink(0xDD, 0x33, link + le16(4) + le16(0x2902)));
+        receive(uplink(0xDD, 0x32, link + le16(5) + char(0x0A) + le16(6) + le16(0x2A38)));
+        receive(uplink(0xDD, 0x32, link + le16(7) + char(0x10) + le16(8) + le16(0x2A39)));
+        receive(uplink(0xDD, 0x34, link + '\0'));
+    }
+
+private slots:
+    void initTestCase() { applyFlatStyle(); }
+    void init()
+    {
+        m_pty = std::make_unique<PtyPair>();
+        m_logger = std::make_unique<LogManager>("tst_cgattwidget");
+        m_logger->addLogger(m_log = new CaptureLogger);
+        m_msg = std::make_unique<CMsg>(m_logger.get());
+        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        m_panel = std::make_unique<Panel>(1, m_msg.get(), m_logger.get(), "Bench");
+        m_panel->resize(1100, 500);
+        m_panel->show();
+        m_log->clear();
+    }
+    void cleanup()
+    {
+        m_panel.reset();
+        m_msg.reset();
+        m_logger.reset();
+        m_pty.reset();
+    }
+
+    void discoveryBuildsBothViews()
+    {
+        QTest::mouseClick(button("toolButton_dicoverAllAttr"), Qt::LeftButton);
+        QCOMPARE(sent(7).toHex(), withChecksum(QByteArray::fromHex("aa03290100") + '\1').toHex());
+        QVERIFY(!button("toolButton_dicoverAllAttr")->isEnabled());
+        QVERIFY(!m_panel->findChild<QTabWidget*>("gattTabWidget")->isEnabled());
+        receive(uplink(0xDD, 0x30, QByteArray::fromHex("02") + le16(9) + le16(9) + le16(0x180F))); // another link
+        discover();
+        QVERIFY(button("toolButton_dicoverAllAttr")->isEnabled());
+        QCOMPARE(m_panel->attributes().size(), 9);
+        QCOMPARE(m_panel->tree()->rowCount(), 1);
+        QCOMPARE(m_panel->tree()->rowCount(m_panel->tree()->index(0, 0)), 3);
+        QCOMPARE(m_panel->table()->rowCount(), 8);
+        QVERIFY(m_panel->grab().save(SCREENSHOT_DIR "cgattwidget-tree.png"));
+        m_panel->findChild<QComboBox*>("comboBox_mode")->setCurrentIndex(1);
+        QCOMPARE(m_panel->findChild<QTreeView*>("treeView")->model(), static_cast<QAbstractItemModel*>(m_panel->table()));
+        QVERIFY(!button("toolButton_expandAll")->isEnabled());
+        QVERIFY(m_panel->grab().save(SCREENSHOT_DIR "cgattwidget-table.png"));
+    }
+
+    // The client configuration written for each characteristic that notifies or indicates,
+    // then read back once every write is answered.
+    void notificationsOnAndOff_data()
+    {
+        QTest::addColumn<bool>("enable");
+        QTest::addColumn<QByteArray>("word");
+        QTest::newRow("enable: notify and indicate give 3") << true << QByteArray::fromHex("0300");
+        QTest::newRow("disable writes 0") << false << QByteArray::fromHex("0000");
+    }
+    void notificationsOnAndOff()
+    {
+        QFETCH(bool, enable);
+        QFETCH(QByteArray, word);
+        discover();
+        QTest::mouseClick(button(enable ? "toolButton_enableNotifyAndIndicate" : "toolButton_disableNotifyAndIndicate"),
+                          Qt::LeftButton);
+        // Write Characteristic Descriptor: condix, handle 4, the word; 0x2A39 has no descriptor.
+        const QByteArray write = withChecksum(QByteArray::fromHex("aa0324050001") + le16(4) + word);
+        QCOMPARE(sent(write.size()).toHex(), write.toHex());
+        QCOMPARE(m_panel->pending(), 1);
+        QVERIFY(!button("toolButton_readAllChar")->isEnabled());
+        receive(uplink(0xDD, 0x25, QByteArray::fromHex("0100") + le16(4)));
+        const QByteArray read = withChecksum(QByteArray::fromHex("aa0320030001") + le16(4));
+        QCOMPARE(sent(read.size()).toHex(), read.toHex());
+        // The read list: condix, status, one record of handle, two skipped bytes, length, value.
+        receive(uplink(0xDD, 0x21, QByteArray::fromHex("01000100") + le16(4) + le16(0) + le16(2) + word));
+        QVERIFY(button("toolButton_readAllChar")->isEnabled());
+        QCOMPARE(m_panel->table()->index(3, 3).data().toString(), QString::fromLatin1(word.toHex(':')).toUpper());
+    }
+
+    void readAllAndTheDetailFrame()
+    {
+        discover();
+        auto* view = m_panel->findChild<QTreeView*>("treeView");
+        // The value row of Body Sensor Location: readable and writable.
+        const QModelIndex location = m_panel->tree()->index(0, 0, m_panel->tree()->index(1, 0, m_panel->tree()->index(0, 0)));
+        m_panel->on_treeView_pressed(location);
+        QCOMPARE(m_panel->findChild<QLabel*>("label_handle")->text(), QString("0x0006"));
+        QCOMPARE(m_panel->findChild<QLabel*>("label_property")->text(), QString("Read , Write"));
+        QVERIFY(m_panel->findChild<QPushButton*>("pb_read")->isEnabled());
+        QVERIFY(m_panel->findChild<QPushButton*>("pb_write")->isEnabled());
+
+        QTest::mouseClick(button("toolButton_readAllChar"), Qt::LeftButton);
+        // Read Long Characteristic Value of handle 6 at offset 0: the only readable one.
+        const QByteArray read = withChecksum(QByteArray::fromHex("aa031205000106000000"));
+        QCOMPARE(sent(read.size()).toHex(), read.toHex());
+        receive(uplink(0xDD, 0x13, QByteArray::fromHex("01000100") + le16(6) + le16(0) + le16(1) + '\x02'));
+        QCOMPARE(m_panel->findChild<QTextEdit*>("textEdit_value")->toPlainText(), QString("02"));
+        receive(uplink(0xDD, 0x28, QByteArray::fromHex("0101") + le16(6) + '\x05')); // a notification
+        QCOMPARE(m_panel->findChild<QTextEdit*>("textEdit_value")->toPlainText(), QString("02"));
+        QCOMPARE(m_panel->table()->index(5, 3).data().toString(), QString("05"));
+
+        // A declaration row has no properties of its own.
+        m_panel->on_treeView_pressed(location.parent());
+        QVERIFY(!m_panel->findChild<QPushButton*>("pb_read")->isEnabled());
+        QVERIFY(!m_panel->findChild<QPushButton*>("pb_write")->isEnabled());
+        QVERIFY(view->isExpanded(location.parent()));
+    }
+
+    void listsRefusedWhole_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("logged");
+        // Discover All Primary Services: condix, status, count, records of start, end, UUID length, UUID.
+        const QByteArray record = le16(1) + le16(5) + char(2) + le16(0x180D);
+        QTest::newRow("one record more than counted") << QByteArray::fromHex("01000100") + record + record
+                                                      << "Uplink Command Name:Discover All Primary Services Format error.";
+        QTest::newRow("a record cut short") << QByteArray::fromHex("01000100") + record.left(6)
+                                            << "Uplink Command Name:Discover All Primary Services Format error.";
+        QTest::newRow("no room for the count") << QByteArray::fromHex("0100")
+                                               << "Uplink Command Name:Discover All Primary Services Format error.";
+        QTest::newRow("a failed status") << QByteArray::fromHex("010a0100") + record
+                                         << "Uplink Command Name:Discover All Primary Services Result:BLE ATT ERR ATTRIBUTE NOT FOUND";
+    }
+    void listsRefusedWhole()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QString, logged);
+        receive(uplink(0xDD, 0x03, body));
+        QVERIFY(m_panel->attributes().isEmpty());
+        QVERIFY2(m_log->contains(logged, 4), qPrintable(m_log->texts().join('\n')));
+    }
+
+    void exportMatchesTheTable()
+    {
+        discover();
+        QTemporaryDir dir;
+        m_panel->exportPath = dir.filePath("gatt.csv");
+        QTest::mouseClick(button("toolButton_export"), Qt::LeftButton);
+        QFile file(m_panel->exportPath);
+        QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
+        const QStringList lines = QString::fromLatin1(file.readAll()).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 1 + m_panel->table()->rowCount());
+        QCOMPARE(lines.at(0), QString("Handle,UUID,UUID Description,Value,Properties"));
+        QCOMPARE(lines.at(1), QString("0x0001,0x2800,Primary Service Declaration,0d:18,"));
+        QCOMPARE(lines.at(3), QString("0x0003,0x2a37,Heart Rate Measurement,,0x30"));
+    }
+};
+
+QTEST_MAIN(TestCGattWidget)
+#include "tst_cgattwidget.moc"
