@@ -197,6 +197,9 @@ QLayoutItem* CFormGrid::addControl(const UiField& field, bool writable, int row,
         edit->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         edit->setKind(limitsOf(field), field.defaultValue);
         edit->setEnabled(writable);
+        // A read form shows nothing until a result comes, as its combo boxes do.
+        if (!writable)
+            edit->clear();
         control = edit;
     } else {
         return nullptr;

@@ -184,6 +184,8 @@ private slots:
         QTest::newRow("nothing leaves the combo empty") << "Get Selection Algorithm For Connection Channel"
                                                          << "other" << QByteArray() << "Chanel Selection algorithm"
                                                          << "";
+        QTest::newRow("nothing leaves the editor empty") << "Get Peer Version" << "other" << QByteArray()
+                                                         << "LMP version" << "";
     }
     void showsResults()
     {
