@@ -1,6 +1,9 @@
 #include "cgapcmdwidget.h"
 
+#include <QGridLayout>
 #include <QHBoxLayout>
+#include <QHeaderView>
+#include <QTableView>
 #include <QVBoxLayout>
 
 #include "app/flat/tflatscrollarea.h"
@@ -22,6 +25,34 @@ quint64 littleEndian(const QByteArray& bytes)
     quint64 value = 0;
     CUtil::arrayToValue(0, bytes, value);
     return value;
+}
+
+// A form's bit tables show every row, and every column in the width that their form has, the
+// captions taking what the state columns leave, beside labels at their top: the tab scrolls, the
+// tables don't.
+void fitBitTables(CCommandUiWidget* form)
+{
+    auto* grid = form->findChild<QGridLayout*>(QStringLiteral("gridLayout"));
+    for (QTableView* table : form->findChildren<QTableView*>()) {
+        table->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+        table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        table->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+        for (int caption = 0; caption < table->horizontalHeader()->count(); caption += 2)
+            table->horizontalHeader()->setSectionResizeMode(caption, QHeaderView::Stretch);
+        int row = 0;
+        int column = 0;
+        int rows = 0;
+        int columns = 0;
+        grid->getItemPosition(grid->indexOf(table), &row, &column, &rows, &columns);
+        grid->itemAtPosition(row, column - 1)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        grid->itemAtPosition(row, column)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        // A table alone on its row takes the width of the field beside it too.
+        if (!grid->itemAtPosition(row, column + 1)) {
+            for (int empty = column + 1; empty < grid->columnCount(); ++empty)
+                grid->setColumnStretch(empty, 0);
+        }
+    }
 }
 
 QString milliseconds(double value)
@@ -117,6 +148,7 @@ void CGapCmdWidget::buildForms()
         auto* form = new CCommandUiWidget(m_msg, m_logger, this, info.name, &updateTimer,
                                           info.format == QLatin1String("write"), m_condix, false, this);
         form->setContentsMargins(0, m_forms.isEmpty() ? 0 : 5, 0, 0);
+        fitBitTables(form);
         m_formsLayout->addWidget(form);
         m_forms.append(form);
     }

@@ -4,6 +4,8 @@
 #include <QJsonArray>
 #include <QString>
 
+#include "controllerinfo.h"
+
 class Peer;
 
 // One advertiser in the virtual air: a peripheral of the world file or an advertising set of a
@@ -29,6 +31,8 @@ struct VirtualAdvertiser {
     QByteArray periodicData;
     // The GATT database the device serves, as the world file writes it.
     QJsonArray services;
+    // What its link layer tells a central; a dongle's sets leave it to the dongle.
+    ControllerInfo controller;
     // -1 for a device of the world; otherwise the number of the dongle that advertises.
     int owner = -1;
     // Who answers a connection; null for an advertiser that takes none.

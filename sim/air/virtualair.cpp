@@ -24,7 +24,7 @@ void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
     }
     m_devices.clear();
     for (VirtualAdvertiser& device : devices) {
-        m_devices.push_back(std::make_unique<WorldDevice>(device.services));
+        m_devices.push_back(std::make_unique<WorldDevice>(device.services, device.controller));
         device.peer = m_devices.back().get();
     }
     m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),
@@ -53,5 +53,5 @@ void VirtualAir::removeAdvertisers(int owner)
 void VirtualAir::connectTo(const Link::Party& central, const VirtualAdvertiser& target,
                            const Link::Parameters& parameters)
 {
-    (new Link(central, {target.peer, target.address, target.addressType}, parameters, this))->open();
+    (new Link(central, {target.peer, target.address, target.addressType}, parameters, target.rssi, this))->open();
 }

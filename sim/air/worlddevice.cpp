@@ -1,7 +1,8 @@
 #include "worlddevice.h"
 
-WorldDevice::WorldDevice(const QJsonArray& services)
+WorldDevice::WorldDevice(const QJsonArray& services, const ControllerInfo& controller)
     : m_services(services)
+    , m_controller(controller)
 {
 }
 
@@ -20,5 +21,14 @@ void WorldDevice::linkDown(Link* link, quint8)
 }
 
 void WorldDevice::received(Link*, quint16, const QByteArray&)
+{
+}
+
+void WorldDevice::parametersRequested(Link* link, const Link::ParameterRequest&)
+{
+    link->answerRequest(!link->isUpdating());
+}
+
+void WorldDevice::linkChanged(Link*, Link::Change, quint8)
 {
 }

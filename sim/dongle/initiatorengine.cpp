@@ -106,17 +106,10 @@ QString InitiatorEngine::parameterError(const Request& r) const
             if (interval < 4 || window < 4 || window > interval)
                 return QStringLiteral("scan window %1 does not fit interval %2").arg(window).arg(interval);
         }
-        const int min = r.number(key("interval_min", suffix));
-        const int max = r.number(key("interval_max", suffix));
-        const int latency = r.number(key("latency", suffix));
-        const int timeout = r.number(key("supervision_timeout", suffix));
-        if (min < 6 || max > 3200 || min > max)
-            return QStringLiteral("connection interval %1 to %2 out of range").arg(min).arg(max);
-        if (latency > 499)
-            return QStringLiteral("latency %1 out of range").arg(latency);
-        // The supervision timeout must outlast two of the longest gaps that the latency allows.
-        if (timeout < 10 || timeout > 3200 || timeout * 4 <= (1 + latency) * max)
-            return QStringLiteral("supervision timeout %1 too short or too long").arg(timeout);
+        const QString error = Link::parameterError(r.number(key("interval_min", suffix)), r.number(key("interval_max", suffix)),
+                                                   r.number(key("latency", suffix)), r.number(key("supervision_timeout", suffix)));
+        if (!error.isEmpty())
+            return error;
     }
     return QString();
 }

@@ -42,6 +42,8 @@ public:
     static constexpr quint8 StatusDisallowed = 15;
     static constexpr quint8 StatusNoResources = 16;
     static constexpr quint8 StatusNotSupported = 17;
+    // Results and events carry the link layer's error codes moved past the host's own by this.
+    static constexpr quint8 LinkLayerStatusBase = 144;
 
     // The air is not owned and may be shared by several dongles.
     VirtualDongle(int number, VirtualAir* air, QObject* parent = nullptr);

@@ -127,7 +127,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -187,6 +187,18 @@ QString Simulator::control(const QString& line)
         if (!d->connections()->drop(condix))
             return QStringLiteral("error: dongle %1 has no connection %2").arg(n).arg(condix);
         return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("request")) {
+        // CONDIX MIN MAX LATENCY TIMEOUT, in wire counts.
+        const QStringList words = rest.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        int numbers[5] = {};
+        bool ok = words.size() == 5;
+        for (int i = 0; ok && i < 5; ++i)
+            numbers[i] = words.at(i).toInt(&ok);
+        if (!ok)
+            return QStringLiteral("error: request takes CONDIX MIN MAX LATENCY TIMEOUT, whole numbers");
+        const QString error = d->connections()->requestFromPeer(numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]);
+        return error.isEmpty() ? QStringLiteral("ok") : QStringLiteral("error: ") + error;
     }
     if (verb == QLatin1String("flood")) {
         bool rateOk = false;

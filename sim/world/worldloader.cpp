@@ -26,8 +26,18 @@ constexpr int MaxDevices = 100000;
 
 const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
                                 "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
-                                "advData", "scanResponse", "periodicData", "services", "repeat"};
+                                "advData", "scanResponse", "periodicData", "services", "company", "lmpVersion",
+                                "lmpSubversion", "features", "phys", "repeat"};
 const QStringList ExtendedOnlyKeys = {"sid", "secondaryPhy", "periodicIntervalMs", "periodicData"};
+// What a central learns of the device's link layer once connected.
+const QStringList ControllerKeys = {"company", "lmpVersion", "lmpSubversion", "features", "phys"};
+// Feature names by bit, as Get Peer Features shows them; the PHY bits 8 and 11 follow "phys".
+const QStringList FeatureNames = {"encryption", "connectionParametersRequest", "extendedReject",
+                                  "slaveFeaturesExchange", "ping", "dataLengthExtension", "privacy",
+                                  "extendedScannerFilter", QString(), "stableModulationTx", "stableModulationRx",
+                                  QString(), "extendedAdvertising", "periodicAdvertising", "channelSelection2",
+                                  "powerClass1", "minimumUsedChannels"};
+const QStringList PhyNames = {"1M", "2M", "coded"};
 const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs"};
 
 // A JSON value as the file writes it, for messages.
@@ -286,19 +296,10 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* at
     QByteArray value;
     if (!uuid(characteristic) || !hex(characteristic, QStringLiteral("value"), AttributeValueBytes, &value))
         return false;
-    int properties = 0;
-    if (characteristic.contains(QLatin1String("properties"))) {
-        QJsonArray names;
-        if (!list(characteristic, QStringLiteral("properties"), &names))
-            return false;
-        for (const QJsonValue& name : names) {
-            const int bit = AttributeDatabase::propertyBit(name.toString());
-            if (bit == 0)
-                return fail(QStringLiteral("properties"), QStringLiteral("knows no %1; known: %2")
-                                                              .arg(valueText(name), AttributeDatabase::propertyNames().join(QStringLiteral(", "))));
-            properties |= bit;
-        }
-    }
+    quint32 properties = 0;
+    if (characteristic.contains(QLatin1String("properties"))
+        && !nameBits(characteristic, QStringLiteral("properties"), AttributeDatabase::propertyNames(), &properties))
+        return false;
     int notifyEveryMs = 0;
     if (!number(characteristic, QStringLiteral("notifyEveryMs"), 10, 3600000, &notifyEveryMs))
         return false;
@@ -323,6 +324,51 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* at
     }
     if ((properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)) && !configured)
         ++*attributes;
+    return true;
+}
+
+// Names from `names` as bits of a mask, the first name bit 0; empty names are no choice.
+bool WorldLoader::nameBits(const QJsonObject& object, const QString& key, const QStringList& names, quint32* out)
+{
+    QJsonArray list;
+    if (!this->list(object, key, &list))
+        return false;
+    QStringList known = names;
+    known.removeAll(QString());
+    *out = 0;
+    for (const QJsonValue& name : list) {
+        const int bit = name.isString() && !name.toString().isEmpty() ? names.indexOf(name.toString()) : -1;
+        if (bit < 0)
+            return fail(key, QStringLiteral("knows no %1; known: %2").arg(valueText(name), known.join(QStringLiteral(", "))));
+        *out |= 1u << bit;
+    }
+    return true;
+}
+
+bool WorldLoader::readController(const QJsonObject& object, bool connectable, ControllerInfo* out)
+{
+    for (const QString& key : ControllerKeys) {
+        if (!connectable && object.contains(key))
+            return fail(key, QStringLiteral("is never asked for: the device is not connectable"));
+    }
+    int company = out->company;
+    int lmpVersion = out->lmpVersion;
+    int lmpSubversion = out->lmpSubversion;
+    if (!number(object, QStringLiteral("company"), 0, 0xFFFF, &company)
+        || !number(object, QStringLiteral("lmpVersion"), 0, 0xFF, &lmpVersion)
+        || !number(object, QStringLiteral("lmpSubversion"), 0, 0xFFFF, &lmpSubversion))
+        return false;
+    out->company = quint16(company);
+    out->lmpVersion = quint8(lmpVersion);
+    out->lmpSubversion = quint16(lmpSubversion);
+    if (object.contains(QLatin1String("features")) && !nameBits(object, QStringLiteral("features"), FeatureNames, &out->features))
+        return false;
+    quint32 phys = out->phys;
+    if (object.contains(QLatin1String("phys")) && !nameBits(object, QStringLiteral("phys"), PhyNames, &phys))
+        return false;
+    if (!(phys & ControllerInfo::Phy1M))
+        return fail(QStringLiteral("phys"), QStringLiteral("must hold \"1M\", which every device takes"));
+    out->phys = quint8(phys);
     return true;
 }
 
@@ -393,6 +439,8 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
     if (object.contains(QLatin1String("scanResponse")) && !a.scannable)
         return fail(QStringLiteral("scanResponse"), QStringLiteral("is never sent: the device is not scannable"));
     if (object.contains(QLatin1String("services")) && !checkServices(object))
+        return false;
+    if (!readController(object, a.connectable, &a.controller))
         return false;
     a.services = object.value(QLatin1String("services")).toArray();
     a.txPower = qint8(txPower);

@@ -39,6 +39,8 @@ private:
     bool number(const QJsonObject& object, const QString& key, int min, int max, int* out);
     bool choice(const QJsonObject& object, const QString& key, const QStringList& choices, int* out);
     bool hex(const QJsonObject& object, const QString& key, int maxBytes, QByteArray* out);
+    bool nameBits(const QJsonObject& object, const QString& key, const QStringList& names, quint32* out);
+    bool readController(const QJsonObject& object, bool connectable, ControllerInfo* out);
     bool fail(const QString& key, const QString& problem);
 
     QString m_fileName;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include <QFile>
 #include <QProcess>
 #include <QStringList>
@@ -75,6 +77,15 @@ public:
             lines.append(line);
         }
         return lines;
+    }
+
+    // How many frames that start with `prefix` went that way ("up" or "down").
+    int traced(const QString& direction, const QByteArray& prefix) const
+    {
+        const QVector<TraceLine> lines = trace();
+        return int(std::count_if(lines.cbegin(), lines.cend(), [&](const TraceLine& line) {
+            return line.direction == direction && line.bytes.startsWith(prefix);
+        }));
     }
 
 private:

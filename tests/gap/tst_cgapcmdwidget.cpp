@@ -1,6 +1,8 @@
 #include <QLabel>
 #include <QLineEdit>
+#include <QHeaderView>
 #include <QPushButton>
+#include <QTableView>
 #include <QSignalSpy>
 #include <QToolButton>
 #include <QtTest>
@@ -104,6 +106,25 @@ private slots:
                                      "Get Peer Version", "Get Peer Features", "Get Connection PHY",
                                      "Get Connection Channel Map", "Get Connection RSSI",
                                      "Get Selection Algorithm For Connection Channel", "RF TX Power Set"}));
+    }
+
+    // Opened, the bit tables show every row, and those alone on their row take the width of the
+    // field beside them too: the tab scrolls, not the tables.
+    void bitTablesShowEveryRow()
+    {
+        const auto gap = page(3);
+        gap->resize(1200, 800);
+        gap->show();
+        for (CCommandUiWidget* form : gap->forms())
+            if (!form->isExpanded())
+                form->onWidgetPressed();
+        const QList<QTableView*> tables = gap->findChildren<QTableView*>();
+        QCOMPARE(tables.size(), 4); // features, two PHY directions, channel map
+        for (const QTableView* table : tables) {
+            QTRY_VERIFY(table->viewport()->height() >= table->verticalHeader()->length());
+            if (table->model()->columnCount() == 4)
+                QVERIFY(table->width() > table->parentWidget()->width() / 2);
+        }
     }
 
     // Uplinks of this link and of another; a page logs only its own.

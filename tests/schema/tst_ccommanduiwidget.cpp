@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include "capturelogger.h"
+#include "formcontrol.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 #include "ptypair.h"
@@ -28,22 +29,6 @@ struct Owner : CCommandUiOwner
     bool uplinkEnabled = false;
     int state = 0;
 };
-
-// The control beside the label with this title; the first box of a row of check boxes.
-QWidget* control(const CCommandUiWidget& form, const QString& title)
-{
-    const auto* grid = form.findChild<QGridLayout*>("gridLayout");
-    for (int i = 0; i < grid->count(); ++i) {
-        const auto* label = qobject_cast<QLabel*>(grid->itemAt(i)->widget());
-        int row, column, rows, columns;
-        grid->getItemPosition(i, &row, &column, &rows, &columns);
-        if (!label || label->text() != title)
-            continue;
-        QLayoutItem* item = grid->itemAtPosition(row, column + 1);
-        return item->widget() ? item->widget() : item->layout()->itemAt(0)->widget();
-    }
-    return nullptr;
-}
 
 QByteArray withChecksum(const char* hex)
 {
@@ -98,7 +83,7 @@ private slots:
             const auto* label = qobject_cast<QLabel*>(grid->itemAtPosition(i / 2, 2 * (i % 2))->widget());
             QVERIFY(label);
             QCOMPARE(label->text(), titles.at(i));
-            QCOMPARE(control(form, titles.at(i))->isEnabled(), writable);
+            QCOMPARE(formControl(form, titles.at(i))->isEnabled(), writable);
         }
         QVERIFY(m_log->lines.isEmpty());
     }
@@ -134,7 +119,7 @@ private slots:
         QCOMPARE(msg.openPort(pty.portName()), 0);
         CCommandUiWidget form(&msg, &m_logger, &m_owner, name, &m_timer, name != "Get Peer Version", 3, true);
         for (const QString& text : texts) {
-            auto* edit = qobject_cast<CValidateLineEdit*>(control(form, text.section('=', 0, 0)));
+            auto* edit = qobject_cast<CValidateLineEdit*>(formControl(form, text.section('=', 0, 0)));
             QVERIFY(edit);
             edit->setText(text.section('=', 1));
         }
@@ -196,7 +181,7 @@ private slots:
         QFETCH(QString, shown);
         CCommandUiWidget form(nullptr, &m_logger, &m_owner, name, &m_timer, false, 0, true);
         form.setFieldValueInGlayout({{key, value}});
-        QWidget* shownBy = control(form, title);
+        QWidget* shownBy = formControl(form, title);
         if (auto* edit = qobject_cast<CValidateLineEdit*>(shownBy)) {
             QCOMPARE(edit->text(), shown);
         } else if (auto* combo = qobject_cast<QComboBox*>(shownBy)) {

@@ -25,6 +25,12 @@ static const char* const kConnectDongle1Within50ms = "AA 01 3F 32 00 00 01 05 00
                                                      "01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 "
                                                      "00 64 00 00 00 11 53 00 5E 00 00 00 00 81";
 
+// On condix 0: new parameters of 20 to 30 ms, latency 0, 2 s, and what both ends hear once the
+// 30 ms and 2 s are taken.
+static const char* const kUpdateParameters = "AA 01 37 0B 00 10 00 18 00 00 00 C8 00 00 00 00 23";
+static const char* const kParametersUpdated = "DD 01 38 08 00 00 18 00 00 00 C8 00 00 02";
+static const char* const kAsked = "DD 01 3C 09 00 10 00 18 00 00 00 C8 00 00 ED";
+
 // Two dongles, reset, in an air without world devices; dongle 1 advertises as a peripheral, as
 // the advertising engine will do for the tool: a connectable legacy set. The uplink of each is
 // gathered in `up`, which outlives the dongles, since they may still speak as they go.
@@ -139,6 +145,67 @@ private slots:
         QCOMPARE(up[1].toHex(' '), frames(peripheralHears).toHex(' '));
         QVERIFY(!peripheral.connections()->hasCentral());
         QVERIFY(!central.connections()->send(0, 0x0004, "gone"));
+    }
+    // The procedures of a link, asked by either end. Each step goes to dongle N ("N HEX", or "0
+    // request": the far end of dongle 0's link asks as kUpdateParameters does); after it come all
+    // the uplinks of the two dongles in the step's place of each list.
+    void procedures_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QStringList>("centralHears");
+        QTest::addColumn<QStringList>("peripheralHears");
+        QTest::newRow("the central moves the link") << QStringList{QString("0 ") + kUpdateParameters}
+            << QStringList{QString("BB 01 37 01 00 00 0C | ") + kParametersUpdated} << QStringList{kParametersUpdated};
+        QTest::newRow("the peripheral asks, the central's host accepts")
+            << QStringList{QString("1 ") + kUpdateParameters, "0 AA 01 39 02 00 01 00 19"}
+            << QStringList{kAsked, QString("BB 01 39 01 00 00 0A | ") + kParametersUpdated}
+            << QStringList{"BB 01 37 01 00 00 0C", kParametersUpdated};
+        QTest::newRow("the peripheral asks, the central's host refuses")
+            << QStringList{QString("1 ") + kUpdateParameters, "0 AA 01 39 02 00 00 00 1A"}
+            << QStringList{kAsked, "BB 01 39 01 00 00 0A"}
+            << QStringList{"BB 01 37 01 00 00 0C", "DD 01 38 08 00 CB 0A 00 01 00 64 00 00 A8"};
+        QTest::newRow("the peripheral asks twice before an answer") << QStringList{QString("1 ") + kUpdateParameters + kUpdateParameters}
+            << QStringList{kAsked} << QStringList{"BB 01 37 01 00 00 0C | BB 01 37 01 00 0F FD"};
+        QTest::newRow("the far end of a control line's request hears no refusal")
+            << QStringList{"0 request", "0 AA 01 39 02 00 00 00 1A", "1 AA 01 4D 01 00 00 07"}
+            << QStringList{kAsked, "BB 01 39 01 00 00 0A", ""}
+            << QStringList{"", "", "BB 01 4D 01 00 00 F6 | DD 01 4E 07 00 00 FF FF 00 01 09 00 C5"};
+        QTest::newRow("data length asked by the peripheral") << QStringList{"1 AA 01 43 05 00 00 FB 00 48 08 C2"}
+            << QStringList{"DD 01 44 0A 00 00 00 1B 00 48 01 FB 00 48 08 25"}
+            << QStringList{"BB 01 43 01 00 00 00 | DD 01 44 0A 00 00 00 FB 00 48 08 1B 00 48 01 25"};
+        QTest::newRow("PHY asked by the central") << QStringList{"0 AA 01 4B 04 00 00 07 07 00 F8"}
+            << QStringList{"BB 01 4B 01 00 00 F8 | DD 01 4C 04 00 00 00 02 02 CE"} << QStringList{"DD 01 4C 04 00 00 00 02 02 CE"};
+        QTest::newRow("each dongle answers for its own link layer")
+            << QStringList{"1 AA 01 4D 01 00 00 07", "0 AA 01 4F 01 00 00 05"}
+            << QStringList{"", "BB 01 4F 01 00 00 F4 | DD 01 50 06 00 00 FF 79 00 00 00 54"}
+            << QStringList{"BB 01 4D 01 00 00 F6 | DD 01 4E 07 00 00 FF FF 00 01 09 00 C5", ""};
+        // 8 dB more from the peripheral: the central hears -52 dBm instead of -60.
+        QTest::newRow("power at one end is heard at the other")
+            << QStringList{"1 AA 01 81 02 00 00 08 CA", "0 AA 01 51 01 00 00 03"}
+            << QStringList{"", "BB 01 51 01 00 00 F2 | DD 01 52 03 00 00 CC 00 01"} << QStringList{"BB 01 81 01 00 00 C2", ""};
+        QTest::newRow("the central's channel map is the peripheral's")
+            << QStringList{"0 AA 01 69 05 00 03 00 00 00 10 D4", "1 AA 01 53 01 00 00 01"} << QStringList{"BB 01 69 01 00 00 DA", ""}
+            << QStringList{"", "BB 01 53 01 00 00 F0 | DD 01 54 07 00 00 03 00 00 00 10 00 B4"};
+    }
+    void procedures()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QStringList, centralHears);
+        QFETCH(QStringList, peripheralHears);
+        Pair pair;
+        VirtualDongle* dongles[2] = {&pair.central, &pair.peripheral};
+        pair.central.feed(hex(kConnectDongle1));
+        QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(pair.up[1]).contains("DD@01@06"), 5000);
+        for (int i = 0; i < steps.size(); ++i) {
+            pair.clear();
+            const QString rest = steps.at(i).section(' ', 1);
+            if (rest == "request")
+                QCOMPARE(pair.central.connections()->requestFromPeer(0, 16, 24, 0, 200), QString());
+            else
+                dongles[steps.at(i).section(' ', 0, 0).toInt()]->feed(hex(rest));
+            QTRY_COMPARE_WITH_TIMEOUT(pair.up[0].toHex(' '), frames(centralHears.at(i)).toHex(' '), 5000);
+            QTRY_COMPARE_WITH_TIMEOUT(pair.up[1].toHex(' '), frames(peripheralHears.at(i)).toHex(' '), 5000);
+        }
     }
     // A dongle that is reset or loses its power stops advertising, so nobody connects to it.
     void noPeripheralAfter_data()

@@ -30,6 +30,11 @@ private slots:
         QTest::newRow("flood without a rate") << "flood 1" << "error: flood takes 0 to 1000 lines a second";
         QTest::newRow("flood of a dongle not there") << "flood 2 10" << "error: no dongle \"2\"";
         QTest::newRow("unknown verb") << "floodd 1 10" << "error: unknown command \"floodd\"";
+        QTest::newRow("request on no connection") << "request 1 0 16 24 0 200" << "error: dongle 1 has no connection 0";
+        QTest::newRow("request breaking the supervision rule") << "request 1 0 16 24 0 6"
+                                                               << "error: supervision timeout 6 too short or too long";
+        QTest::newRow("request short of a number") << "request 1 0 16 24 0"
+                                                   << "error: request takes CONDIX MIN MAX LATENCY TIMEOUT, whole numbers";
         QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
         QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
                                                     << "error: log takes at most 5000 bytes of text";

@@ -29,6 +29,13 @@ static const char* const kAutoConnect = CONNECT("01 01 00 00", "00 00 00 00 00 0
 static const char* const kConnectAck = "BB 01 3F 01 00 00 04";
 static const char* const kHrCondix0 = "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 01 00 00 10 5A C6 00 68";
 static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
+static const char* const kThermoCondix0 = "DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 03 00 00 10 5A C6 00 66";
+// On condix 0: new parameters of 20 to 30 ms, latency 0, 2 s; the 30 ms and 2 s taken.
+static const char* const kUpdateParameters = "AA 01 37 0B 00 10 00 18 00 00 00 C8 00 00 00 00 23";
+static const char* const kParametersUpdated = "DD 01 38 08 00 00 18 00 00 00 C8 00 00 02";
+static const char* const kDataLength251 = "AA 01 43 05 00 00 FB 00 48 08 C2"; // 251 octets in 2120 us
+static const char* const kPhyAny = "AA 01 4B 04 00 00 07 07 00 F8";
+static const char* const kAccept = "AA 01 39 02 00 01 00 19";
 
 // What the simulator says of its own faults (an uplink refused by its row, a request read by a
 // key its row lacks) fails the case it happens in.
@@ -40,6 +47,13 @@ static void recordFaults(QtMsgType type, const QMessageLogContext& context, cons
     if (type == QtCriticalMsg && message.startsWith("tarvine-sim: "))
         s_faults.append(message);
     s_defaultHandler(type, context, message);
+}
+
+// "request CONDIX MIN MAX LATENCY TIMEOUT": the peer of that link asks for new parameters.
+static QString askFromPeer(VirtualDongle& dongle, const QString& step)
+{
+    const QStringList n = step.split(' ');
+    return dongle.connections()->requestFromPeer(n[1].toInt(), n[2].toInt(), n[3].toInt(), n[4].toInt(), n[5].toInt());
 }
 
 // The simulator's protocol engine in-process: downlink bytes in, uplink bytes out.
@@ -59,8 +73,9 @@ private slots:
         const QStringList faults = std::exchange(s_faults, {});
         QVERIFY2(faults.isEmpty(), qPrintable(faults.join('\n')));
     }
-    // Each step is downlink hex, or "mute", "status ID N", "drop CONDIX", "split N HEX" (in chunks of
-    // N bytes); after it comes all the uplink of its row in `ups`.
+    // Each step is downlink hex, or "mute", "status ID N", "drop CONDIX", "request CONDIX MIN MAX
+    // LATENCY TIMEOUT" (the peer asks), "split N HEX" (in chunks of N bytes); after it comes all the
+    // uplink of its row in `ups`.
     void dialogues_data()
     {
         QTest::addColumn<QStringList>("steps");
@@ -84,7 +99,6 @@ private slots:
         row("garbage before a frame dropped with a log line, frame answered", {"01 02 03 AA 01 84 00 00 D1"},
             {"log: uart rx: dropped 3 bytes without frame header | BB 01 84 01 00 00 BF"});
         row("known command not simulated", {"AA 01 13 00 00 42"}, {"BB 01 13 01 00 11 1F"});
-        row("Channel Map Set refused", {"AA 01 69 05 00 FF FF FF FF 1F CC"}, {"BB 01 69 01 00 11 C9"});
         row("advertising data built by hand is a known command", {"AA 01 25 06 00 00 03 02 01 06 00 1E"},
             {"BB 01 25 01 00 11 0D"});
         row("loader frame not simulated", {"44 47 25 00 05 00 00 10 20 30 40 CA 00"},
@@ -114,8 +128,74 @@ private slots:
             {hrAt0, "DD 01 08 03 00 00 13 00 04", hrAt0});
         row("auto connect, empty white list, times out", {kAutoConnect50ms}, {QString(kConnectAck) + " | DD 01 80 00 00 A2"});
         row("auto connect to the white-listed thermometer", {"AA 01 09 07 00 03 00 00 10 5A C6 01 11", kAutoConnect},
-            {"BB 01 09 01 00 00 3A",
-             QString(kConnectAck) + " | DD 01 06 12 00 00 01 00 0A 00 01 00 64 00 00 01 03 00 00 10 5A C6 00 66"});
+            {"BB 01 09 01 00 00 3A", QString(kConnectAck) + " | " + kThermoCondix0});
+
+        // The commands that name a link, on the heart-rate sensor (5.1, no LE Coded) at condix 0.
+        const auto onSensor = [&](const char* name, const QStringList& steps, const QStringList& ups) {
+            row(name, QStringList{kConnectHr} + steps, QStringList{hrAt0} + ups);
+        };
+        onSensor("Get Peer Version", {"AA 01 4D 01 00 00 07"}, {"BB 01 4D 01 00 00 F6 | DD 01 4E 07 00 00 FF FF 34 12 0A 00 7F"});
+        onSensor("Get Peer Features: LE 2M, no LE Coded", {"AA 01 4F 01 00 00 05"},
+                 {"BB 01 4F 01 00 00 F4 | DD 01 50 06 00 00 FF 71 00 00 00 5C"});
+        onSensor("Get Connection RSSI", {"AA 01 51 01 00 00 03"}, {"BB 01 51 01 00 00 F2 | DD 01 52 03 00 00 D0 00 FD"});
+        onSensor("Get Connection Channel Map", {"AA 01 53 01 00 00 01"},
+                 {"BB 01 53 01 00 00 F0 | DD 01 54 07 00 00 FF FF FF FF 1F 00 AC"});
+        onSensor("Get Connection PHY", {"AA 01 55 01 00 00 FF"}, {"BB 01 55 01 00 00 EE | DD 01 56 04 00 00 01 01 00 C6"});
+        onSensor("Get Selection Algorithm: #2 on both ends", {"AA 01 57 01 00 00 FD"},
+                 {"BB 01 57 01 00 00 EC | DD 01 58 03 00 00 01 00 C6"});
+        onSensor("Update Connection Parameters Request: the central moves the link", {kUpdateParameters},
+                 {QString("BB 01 37 01 00 00 0C | ") + kParametersUpdated});
+        onSensor("a second move while one is under way is disallowed", {QString(kUpdateParameters) + kUpdateParameters},
+                 {QString("BB 01 37 01 00 00 0C | BB 01 37 01 00 0F FD | ") + kParametersUpdated});
+        onSensor("parameters refused at the supervision bound", {"AA 01 37 0B 00 20 00 28 00 04 00 32 00 00 00 00 95"},
+                 {"BB 01 37 01 00 01 0B | log: Update Connection Parameters Request: supervision timeout 50 too short or too long"});
+        onSensor("parameters refused below 7.5 ms", {"AA 01 37 0B 00 05 00 18 00 00 00 C8 00 00 00 00 2E"},
+                 {"BB 01 37 01 00 01 0B | log: Update Connection Parameters Request: connection interval 5 to 24 out of range"});
+        onSensor("Data Length Update taken whole", {kDataLength251},
+                 {"BB 01 43 01 00 00 00 | DD 01 44 0A 00 00 00 FB 00 48 08 1B 00 48 01 25"});
+        onSensor("Data Length Update refused below 27 octets", {"AA 01 43 05 00 00 1A 00 48 01 AA"},
+                 {"BB 01 43 01 00 01 FF | log: Data Length Update: 26 octets in 328 us out of range"});
+        onSensor("PHY Update to the fastest both take", {kPhyAny}, {"BB 01 4B 01 00 00 F8 | DD 01 4C 04 00 00 00 02 02 CE"});
+        onSensor("PHY Update to LE Coded, which the sensor lacks", {"AA 01 4B 04 00 00 04 04 01 FD"},
+                 {"BB 01 4B 01 00 00 F8 | DD 01 4C 04 00 00 00 01 01 D0"});
+        onSensor("PHY Update refused without a PHY", {"AA 01 4B 04 00 00 00 07 00 FF"},
+                 {"BB 01 4B 01 00 01 F7 | log: PHY Update: PHY masks 0 and 7 with options 0 unknown"});
+        onSensor("RF TX Power Set past the radio is clamped", {"AA 01 81 02 00 00 7F 53"}, {"BB 01 81 01 00 00 C2"});
+        onSensor("Reply with no request to answer", {kAccept}, {"BB 01 39 01 00 0F FB"});
+        onSensor("the sensor asks, the host accepts", {"request 0 16 24 0 200", kAccept},
+                 {"DD 01 3C 09 00 10 00 18 00 00 00 C8 00 00 ED", QString("BB 01 39 01 00 00 0A | ") + kParametersUpdated});
+        // Asked again, 20 to 40 ms and 3 s: only the second answer moves the link.
+        onSensor("the sensor asks, the host refuses", {"request 0 16 24 0 200", "AA 01 39 02 00 00 00 1A",
+                                                       "request 0 16 32 0 300", kAccept},
+                 {"DD 01 3C 09 00 10 00 18 00 00 00 C8 00 00 ED", "BB 01 39 01 00 00 0A",
+                  "DD 01 3C 09 00 10 00 20 00 00 00 2C 01 00 80", "BB 01 39 01 00 00 0A | DD 01 38 08 00 00 20 00 00 00 2C 01 00 95"});
+        onSensor("the reply's ack overridden: nothing moves", {"request 0 16 24 0 200", "status 01@39 12", kAccept,
+                                                               "status 01@39 0", "request 0 16 32 0 300", kAccept},
+                 {"DD 01 3C 09 00 10 00 18 00 00 00 C8 00 00 ED", "", "BB 01 39 01 00 0C FE", "",
+                  "DD 01 3C 09 00 10 00 20 00 00 00 2C 01 00 80", "BB 01 39 01 00 00 0A | DD 01 38 08 00 00 20 00 00 00 2C 01 00 95"});
+        // Each command that names a link, on condix 5.
+        row("unknown condix", {"AA 01 07 01 00 05 48 AA 01 37 0B 00 10 00 18 00 00 00 C8 00 00 00 05 1E AA 01 39 02 00 01 05 14 "
+                               "AA 01 43 05 00 05 FB 00 48 08 BD AA 01 4B 04 00 05 07 07 00 F3 AA 01 81 02 00 05 00 CD "
+                               "AA 01 4D 01 00 05 02 AA 01 4F 01 00 05 00 AA 01 51 01 00 05 FE AA 01 53 01 00 05 FC "
+                               "AA 01 55 01 00 05 FA AA 01 57 01 00 05 F8"},
+            {"BB 01 07 01 00 03 39 | BB 01 37 01 00 03 09 | BB 01 39 01 00 03 07 | BB 01 43 01 00 03 FD | "
+             "BB 01 4B 01 00 03 F5 | BB 01 81 01 00 03 BF | BB 01 4D 01 00 03 F3 | BB 01 4F 01 00 03 F1 | "
+             "BB 01 51 01 00 03 EF | BB 01 53 01 00 03 ED | BB 01 55 01 00 03 EB | BB 01 57 01 00 03 E9"});
+        // The thermometer: 4.0, encryption alone, LE 1M alone.
+        const QString thermoAt0 = QString(kConnectAck) + " | " + kThermoCondix0;
+        row("a 4.0 peer's version and algorithm #1", {kConnectThermo, "AA 01 4D 01 00 00 07", "AA 01 57 01 00 00 FD"},
+            {thermoAt0, "BB 01 4D 01 00 00 F6 | DD 01 4E 07 00 00 FF FF 03 00 06 00 C6",
+             "BB 01 57 01 00 00 EC | DD 01 58 03 00 00 00 00 C7"});
+        row("Data Length Update held where the peer lacks the extension", {kConnectThermo, kDataLength251},
+            {thermoAt0, "BB 01 43 01 00 00 00 | DD 01 44 0A 00 00 00 1B 00 48 01 1B 00 48 01 0C"});
+        row("PHY Update stays on LE 1M", {kConnectThermo, kPhyAny}, {thermoAt0, "BB 01 4B 01 00 00 F8 | DD 01 4C 04 00 00 00 01 01 D0"});
+        // Channels 0, 1 and 36, set before the link comes.
+        row("Channel Map Set, then a link hops on it", {"AA 01 69 05 00 03 00 00 00 10 D4", kConnectHr, "AA 01 53 01 00 00 01"},
+            {"BB 01 69 01 00 00 DA", hrAt0, "BB 01 53 01 00 00 F0 | DD 01 54 07 00 00 03 00 00 00 10 00 B4"});
+        row("Channel Map Set of one channel refused", {"AA 01 69 05 00 01 00 00 00 00 E6"},
+            {"BB 01 69 01 00 01 D9 | log: Channel Map Set: channel map 0100000000 unusable"});
+        row("Channel Map Set with an advertising channel refused", {"AA 01 69 05 00 FF FF FF FF 3F AC"},
+            {"BB 01 69 01 00 01 D9 | log: Channel Map Set: channel map ffffffff3f unusable"});
     }
     void dialogues()
     {
@@ -135,6 +215,8 @@ private slots:
                 dongle.setStatus(arg1, quint8(rest.toInt()));
             else if (step.startsWith(QLatin1String("drop ")))
                 QVERIFY(dongle.connections()->drop(arg1.toInt()));
+            else if (step.startsWith(QLatin1String("request ")))
+                QCOMPARE(askFromPeer(dongle, step), QString());
             else if (step.startsWith(QLatin1String("split ")))
                 for (int at = 0; at < hex(rest).size(); at += arg1.toInt())
                     dongle.feed(hex(rest).mid(at, arg1.toInt()));
@@ -258,14 +340,24 @@ private slots:
         QTest::addColumn<QStringList>("requests");
         QTest::addColumn<QString>("last"); // the uplink that ends the case
 
-        const QMap<QString, QPair<QStringList, QString>> better = {
+        QMap<QString, QPair<QStringList, QString>> better = {
             {"01@3D", {{"AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 0A 00 00 00 00 00 B7"}, "DD@01@04"}},
             {"01@03", {{kActiveScan, "AA 01 03 00 00 52"}, "DD@01@04"}},
             {"01@3F", {{kConnectHr}, "DD@01@06"}},
             {"01@07", {{kConnectHr, "wait DD@01@06", "AA 01 07 01 00 00 4D"}, "DD@01@08"}},
             {"01@49", {{kConnectBeacon, "AA 01 49 00 00 0C"}, "DD@01@4A"}},
             {"01@59", {{"AA 01 59 04 00 03 41 42 43 2F"}, "BB@01@59"}},
+            {"01@37", {{kConnectHr, "wait DD@01@06", kUpdateParameters}, "DD@01@38"}},
+            {"01@39", {{kConnectHr, "wait DD@01@06", "request 0 16 24 0 200", "wait DD@01@3C", kAccept}, "DD@01@38"}},
+            {"01@43", {{kConnectHr, "wait DD@01@06", kDataLength251}, "DD@01@44"}},
+            {"01@4B", {{kConnectHr, "wait DD@01@06", kPhyAny}, "DD@01@4C"}},
         };
+        // The Gets of a link, each with its result.
+        for (const char* get : {"AA 01 4D 01 00 00 07", "AA 01 4F 01 00 00 05", "AA 01 51 01 00 00 03",
+                                "AA 01 53 01 00 00 01", "AA 01 55 01 00 00 FF", "AA 01 57 01 00 00 FD"}) {
+            const QString id = QString(hex(get).mid(1, 2).toHex('@')).toUpper();
+            better.insert(id, {{kConnectHr, "wait DD@01@06", get}, "DD@01@" + QString::number(hex(get).at(2) + 1, 16).toUpper()});
+        }
         VirtualAir air;
         const VirtualDongle dongle(0, &air);
         for (const QString& id : dongle.router().ids()) {
@@ -298,6 +390,10 @@ private slots:
         for (const QString& request : requests) {
             if (request.startsWith("wait ")) {
                 QTRY_VERIFY_WITH_TIMEOUT(ids().contains(request.mid(5)), 5000);
+                continue;
+            }
+            if (request.startsWith("request ")) {
+                QCOMPARE(askFromPeer(dongle, request), QString());
                 continue;
             }
             dongle.feed(hex(request));

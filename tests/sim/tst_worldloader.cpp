@@ -34,7 +34,17 @@ private slots:
         row("misspelt key", device("\"name\": \"Lamp\", \"rsi\": -50"),
             "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
-            "scanResponse, periodicData, services, repeat");
+            "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat");
+        row("feature unknown", device("\"features\": [\"encryption\", \"le2M\"]"),
+            "device 0: \"features\" knows no \"le2M\"; known: encryption, connectionParametersRequest, extendedReject, "
+            "slaveFeaturesExchange, ping, dataLengthExtension, privacy, extendedScannerFilter, stableModulationTx, "
+            "stableModulationRx, extendedAdvertising, periodicAdvertising, channelSelection2, powerClass1, minimumUsedChannels");
+        row("PHYs without LE 1M", device("\"phys\": [\"2M\"]"), "device 0: \"phys\" must hold \"1M\", which every device takes");
+        row("PHY misspelt", device("\"phys\": [\"1M\", \"Coded\"]"), "device 0: \"phys\" knows no \"Coded\"; known: 1M, 2M, coded");
+        row("LMP version past a byte", device("\"lmpVersion\": 256"),
+            "device 0: \"lmpVersion\" must be a whole number from 0 to 255, not 256");
+        row("version of a device nobody connects to", device("\"connectable\": false, \"company\": 1"),
+            "device 0: \"company\" is never asked for: the device is not connectable");
         row("no address", "{\"devices\": [{}]}", "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not null");
         row("address of five bytes", device("\"address\": \"C6:5A:10:00:01\""),
             "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:01\"");
@@ -182,6 +192,16 @@ private slots:
         // FF + 2 carries into the next byte.
         QCOMPARE(all.at(2).address, QByteArray::fromHex("010100215AC6"));
         QCOMPARE(all.at(1).advData, QByteArray::fromHex("020104 060954616720 31"));
+    }
+    // What a central learns of the device's link layer; the PHY bits of the features follow "phys".
+    void linkLayerKeys()
+    {
+        QVector<VirtualAdvertiser> devices;
+        QVERIFY(WorldLoader("world.json").parse(device(R"("company": 7, "lmpVersion": 11, "lmpSubversion": 2,
+            "features": ["ping", "minimumUsedChannels"], "phys": ["coded", "1M"])"), &devices));
+        const ControllerInfo& info = devices.at(0).controller;
+        QCOMPARE(QVector<int>({info.company, info.lmpVersion, info.lmpSubversion}), QVector<int>({7, 11, 2}));
+        QCOMPARE(info.featureBits(), quint32(0x10810));
     }
     // The thermometer of the default world: a configuration descriptor given, one added, one per link.
     void attributeDatabase()

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <memory>
+
+#include <QAbstractItemModel>
+#include <QSettings>
+#include <QTableView>
+#include <QTabWidget>
+#include <QToolButton>
+#include <QtTest>
+
+#include "app/maindonglewidget.h"
+#include "app/mainwindow.h"
+#include "gap/cconnectionwidget.h"
+#include "link/cmsg.h"
+#include "simprocess.h"
+
+// The tool's window, with the default settings, on one simulated dongle of the default world,
+// driven at its Master page as a user does: scanning, the device table's rows, the buttons.
+class MasterBench
+{
+public:
+    // In the working directory, where MainWindow keeps config.ini. A failed check fails the test
+    // that calls this, which then does not run.
+    void start()
+    {
+        // MainWindow writes its settings back at exit: start every test from the defaults.
+        QSettings config("config.ini", QSettings::IniFormat);
+        config.clear();
+        config.setValue("Bench/TabWidgetNumber", 0);
+        config.sync();
+
+        sim = std::make_unique<SimProcess>(QStringList{"--dongles", "1"});
+        QVERIFY(sim->readLine().startsWith("ttySIM0 -> "));
+        window = std::make_unique<MainWindow>();
+        window->resize(1400, 800);
+        window->show();
+        tab = window->firstDongle();
+        page = tab->connectionWidget();
+        QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
+        tab->onConnectionStatusChanged(true);
+        // The answer to the last start-up query but one fills "profile".
+        QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+    }
+    ~MasterBench()
+    {
+        if (tab)
+            tab->prepareDelete();
+        window.reset();
+        sim.reset();
+    }
+
+    QToolButton* button(const char* name) const { return page->findChild<QToolButton*>(name); }
+    QTableView* table() const { return page->findChild<QTableView*>("tableView_devices"); }
+    QTabWidget* tabs() const { return tab->pageTabs(); }
+    int tabIndex(const QString& text) const
+    {
+        for (int i = 0; i < tabs()->count(); ++i)
+            if (tabs()->tabText(i) == text)
+                return i;
+        return -1;
+    }
+    QModelIndex at(int row, const QString& title) const
+    {
+        for (int c = 0; c < page->model()->columnCount(); ++c)
+            if (page->model()->headerData(c, Qt::Horizontal).toString() == title)
+                return page->model()->index(row, c);
+        return QModelIndex();
+    }
+    int rowOf(const QString& address) const
+    {
+        const auto hits = page->model()->match(at(0, "Bluetooth Address"), Qt::DisplayRole, address, 1, Qt::MatchExactly);
+        return hits.isEmpty() ? -1 : hits.first().row();
+    }
+    QString cell(int row, const QString& title) const { return at(row, title).data().toString(); }
+    bool uplinkSeen(const QByteArray& prefix) const { return sim->traced("up", prefix) > 0; }
+
+    // Scans until every address has a row, then presses the first one.
+    void scanUntilHeard(const QStringList& addresses)
+    {
+        QToolButton* scan = button("buttonScan");
+        scan->click();
+        // Only the dongle's DD@01@F0 turns the button.
+        QCOMPARE(scan->text(), QString("Start Scan"));
+        QTRY_COMPARE_WITH_TIMEOUT(scan->text(), QString("Stop Scan"), 10000);
+        QVERIFY(uplinkSeen(QByteArray::fromHex("dd01f0")));
+        for (const QString& address : addresses)
+            QTRY_VERIFY2_WITH_TIMEOUT(rowOf(address) >= 0, qPrintable(address), 10000);
+        press(addresses.first());
+    }
+    // Presses the row's Device cell.
+    void press(const QString& address)
+    {
+        const QModelIndex index = page->model()->index(rowOf(address), 0);
+        table()->scrollTo(index);
+        QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, table()->visualRect(index).center());
+        QCOMPARE(table()->currentIndex().row(), index.row());
+    }
+
+    std::unique_ptr<SimProcess> sim;
+    std::unique_ptr<MainWindow> window;
+    MainDongleWidget* tab = nullptr;
+    CConnectionWidget* page = nullptr;
+};
