@@ -1,3 +1,4 @@
+#include <QPushButton>
 #include <QSettings>
 #include <QTabBar>
 #include <QTabWidget>
@@ -20,6 +21,7 @@ class TestMainDongleWidget : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { applyFlatStyle(); }
     void init()
     {
         m_widget = new MainDongleWidget(nullptr, "DongleTest");
@@ -105,17 +107,24 @@ private slots:
         QVERIFY(sent().contains("Reset"));
     }
 
+    // Its own Close button ends the About dialog.
     void aboutShowsTheBuildsVersion()
     {
         m_widget->onConnectionStatusChanged(true);
         QString shown;
-        whenModal([&shown](QWidget* dialog) {
-            if (qobject_cast<CAboutDialog*>(dialog))
+        bool closedByButton = false;
+        whenModal([&](QWidget* dialog) {
+            if (qobject_cast<CAboutDialog*>(dialog)) {
                 shown = dialog->findChild<QTextBrowser*>("m_text")->toPlainText();
+                dialog->grab().save(SCREENSHOT_DIR "caboutdialog.png");
+                QTest::mouseClick(dialog->findChild<QPushButton*>("m_close"), Qt::LeftButton);
+                closedByButton = !dialog->isVisible();
+            }
             dialog->close();
         });
         m_widget->findChild<QToolButton*>("toolButton_about")->click();
         QVERIFY2(shown.contains("Version " PROJECT_VERSION_TEXT), qPrintable(shown));
+        QVERIFY(closedByButton);
     }
 
     void staticConfigurationFrames()

@@ -12,6 +12,7 @@
 #include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
+#include "whenmodal.h"
 
 namespace {
 
@@ -71,6 +72,7 @@ class TestCConnectionWidget : public QObject
     CConnectionWidget* m_page = nullptr;
 
 private slots:
+    void initTestCase() { applyFlatStyle(); }
     void init()
     {
         m_logger = new LogManager("ConnectionWidgetTest");
@@ -228,6 +230,8 @@ private slots:
             return model->highlightIndex();
         };
         text->setText("ALP");
+        QVERIFY(QTest::qWaitForWindowExposed(box));
+        QVERIFY(box->grab().save(SCREENSHOT_DIR "searchbox.png"));
         QCOMPARE(walk("buttonNext"), model->index(0, 0));
         QCOMPARE(walk("buttonNext"), model->index(2, 0));
         QCOMPARE(walk("buttonNext"), model->index(2, 0)); // no wrap: the last hit stays

@@ -244,7 +244,6 @@ private slots:
     void screenshots()
     {
         applyFlatStyle();
-        QDir().mkpath(SCREENSHOT_DIR);
         m_dialog->show();
         QVERIFY(m_dialog->grab().save(SCREENSHOT_DIR "settings-device.png"));
         showPage("Connection Parameters");
