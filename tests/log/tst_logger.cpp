@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTextBrowser>
-#include <QThread>
 #include <QtTest>
 
 #include <memory>
@@ -125,19 +124,6 @@ private slots:
         QTRY_COMPARE(logger.pendingBytes(), 2047); // one byte short stays in memory
         QCOMPARE(QFileInfo(logger.fileName()).size(), qint64(2048));
     }
-    void logFromAnotherThreadArrives()
-    {
-        std::unique_ptr<QThread> worker(QThread::create([this] {
-            for (int i = 0; i < 50; ++i)
-                m_manager->log(QStringLiteral("worker %1").arg(i), 3);
-        }));
-        worker->start();
-        QVERIFY(worker->wait(10000));
-        settle();
-        QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
-        QCOMPARE(m_toolPane.lines().filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
-    }
-
     // Without a root of the caller's, runs log beside the program, one folder a tab and run.
     void runFolderBesideTheProgram()
     {
