@@ -140,22 +140,26 @@ private slots:
         QVERIFY(filler >= 0);
         const auto closeFiller = qScopeGuard([filler] { ::close(filler); });
         QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        // Full once the terminal stops taking bytes even after moving what it holds inward.
-        QByteArray filled;
-        const QByteArray block(1024, 'f');
+        // Full once the terminal stops taking bytes even after moving what it holds inward. A busy
+        // kernel may still free room later, and the frame goes at once: then fill and send again.
+        QByteArray expected;
+        const QByteArray block(1024, 'f'), frame = bytes("aa05010200abcd");
         pollfd writable{filler, POLLOUT, 0};
-        do {
-            for (ssize_t n; (n = ::write(filler, block.constData(), size_t(block.size()))) > 0;)
-                filled += block.left(int(n));
-            QCOMPARE(errno, EAGAIN);
-        } while (::poll(&writable, 1, 100) > 0);
-
-        const QByteArray frame = bytes("aa05010200abcd");
-        QCOMPARE(m_msg->sendMsg(frame), 0);
-        QTRY_VERIFY(m_msg->pendingBytes() > 0);
+        bool waited = false;
+        for (int round = 0; round < 10 && !waited; ++round) {
+            do {
+                for (ssize_t n; (n = ::write(filler, block.constData(), size_t(block.size()))) > 0;)
+                    expected += block.left(int(n));
+                QCOMPARE(errno, EAGAIN);
+            } while (::poll(&writable, 1, 100) > 0);
+            QCOMPARE(m_msg->sendMsg(frame), 0);
+            expected += frame + char(-(0xaa + 0x05 + 0x01 + 0x02 + 0xab + 0xcd));
+            waited = QTest::qWaitFor([this] { return m_msg->pendingBytes() > 0; }, 1000);
+        }
+        QVERIFY(waited);
         QByteArray got;
-        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= filled.size() + frame.size() + 1, 10000);
-        QCOMPARE(got, filled + frame + char(-(0xaa + 0x05 + 0x01 + 0x02 + 0xab + 0xcd)));
+        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= expected.size(), 10000);
+        QVERIFY(got == expected);
     }
 
     // The receive thread dumps a crash of its own, a stack overflow too: it runs the handler on
@@ -320,7 +324,6 @@ private slots:
     void heartbeatRestart()
     {
         QFETCH(int, silence);
-        QFETCH(int, failures);
         StillClockHeartBeat beat(m_msg, m_logs, kTick);
         QSignalSpy dead(&beat, &CHeartBeat::dead);
         const QDateTime later = beat.lastHeard().addSecs(silence);
@@ -332,7 +335,7 @@ private slots:
         QCOMPARE(beat.lastHeard(), later);
         QTRY_VERIFY(sendFailures() > 0);
         beat.stop();
-        QCOMPARE(sendFailures(), failures);
+        QTEST(sendFailures(), "failures");
         QCOMPARE(dead.count(), silence >= 20 ? 1 : 0);
     }
 

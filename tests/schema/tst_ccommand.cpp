@@ -153,13 +153,11 @@ private slots:
     void parseUplinkMsg()
     {
         QFETCH(QByteArray, frame);
-        QFETCH(int, result);
-        QFETCH(UplinkFieldMap, fields);
         QFETCH(QString, error);
 
         UplinkFieldMap parsed;
-        QCOMPARE(CCommand::parseUplinkMsg(&m_log, frame, parsed), result);
-        QCOMPARE(parsed, fields);
+        QTEST(CCommand::parseUplinkMsg(&m_log, frame, parsed), "result");
+        QTEST(parsed, "fields");
         QCOMPARE(logged(), error.isEmpty() ? QStringList() : QStringList{error});
     }
 
