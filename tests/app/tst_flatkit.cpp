@@ -1,21 +1,15 @@
 #include <QFrame>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QScrollBar>
-#include <QSignalSpy>
 #include <QTabBar>
 #include <QTest>
-#include <QToolButton>
 
-#include "app/flat/caboutdialog.h"
 #include "app/flat/cflatdialog.h"
 #include "app/flat/cflatmessage.h"
 #include "app/flat/cflattabwidget.h"
-#include "app/flat/searchbox.h"
 #include "app/flat/tflatscrollarea.h"
 #include "whenmodal.h"
 
@@ -36,7 +30,8 @@ void sendEvent(QWidget* widget, QEvent::Type type)
 
 } // namespace
 
-// The flat widget kit: frameless dialog, message box, scroll bars, search box, tab style, About.
+// The flat widget kit: frameless dialog, message box, scroll bars, tab style. The search box is
+// driven in tst_cconnectionwidget, the About dialog in tst_maindonglewidget.
 class TestFlatKit : public QObject
 {
     Q_OBJECT
@@ -92,7 +87,6 @@ private slots:
     {
         QFETCH(bool, isQuestion);
         QFETCH(QString, pressed);
-        QFETCH(int, answer);
         whenModal([&](QWidget* box) {
             if (!isQuestion)
                 box->grab().save(SCREENSHOT_DIR "flatmessage.png");
@@ -101,7 +95,7 @@ private slots:
         const int result = isQuestion
             ? CFlatMessage::question(nullptr, QStringLiteral("Delete"), QStringLiteral("Sure?"))
             : CFlatMessage::information(nullptr, QStringLiteral("error"), QStringLiteral("widget numbers should < 5"));
-        QCOMPARE(result, answer);
+        QTEST(result, "answer");
     }
 
     void scrollBarShowsOnEntryOnlyWhenContentOverflows_data()
@@ -140,23 +134,6 @@ private slots:
         QVERIFY(flat->isHidden());
     }
 
-    void searchBoxAsksTheOwnerWithItself()
-    {
-        SearchBox box;
-        box.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&box));
-        QSignalSpy next(&box, &SearchBox::searchNext);
-        QSignalSpy previous(&box, &SearchBox::searchPrevious);
-        QTest::keyClicks(box.findChild<QLineEdit*>(QStringLiteral("lineEdit")), QStringLiteral("Tarvine"));
-        QVERIFY(box.grab().save(SCREENSHOT_DIR "searchbox.png"));
-
-        QTest::mouseClick(box.findChild<QPushButton*>(QStringLiteral("buttonNext")), Qt::LeftButton);
-        QTest::mouseClick(box.findChild<QPushButton*>(QStringLiteral("buttonPrevious")), Qt::LeftButton);
-        QCOMPARE(next.count() + previous.count(), 2);
-        QCOMPARE(next.first().first().value<SearchBox*>(), &box);
-        QCOMPARE(previous.first().first().value<SearchBox*>(), &box);
-    }
-
     void selectedTabIsAccentOthersWhite()
     {
         CFlatTabWidget tabs;
@@ -175,16 +152,6 @@ private slots:
             QCOMPARE(image.pixelColor(inside * image.devicePixelRatio()),
                      i == 1 ? QColor(0x189EDE) : QColor(Qt::white));
         }
-    }
-
-    void aboutScreenshotAndClose()
-    {
-        CAboutDialog dialog;
-        dialog.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        QVERIFY(dialog.grab().save(SCREENSHOT_DIR "caboutdialog.png"));
-        QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("m_close")), Qt::LeftButton);
-        QCOMPARE(dialog.result(), int(QDialog::Accepted));
     }
 };
 

@@ -10,10 +10,8 @@
 #include "app/mainwindow.h"
 #include "gap/cconnectionwidget.h"
 #include "link/cmsg.h"
-#include "schema/cvalidatelineedit.h"
-#include "settings/csetting.h"
-#include "settings/csettingdialog.h"
 #include "masterbench.h"
+#include "settingsui.h"
 #include "whenmodal.h"
 
 namespace {
@@ -56,7 +54,6 @@ private:
 void TestE2eMaster::initTestCase()
 {
     QDir::setCurrent(m_workDir.path());
-    QDir().mkpath(SCREENSHOT_DIR);
     applyFlatStyle();
 }
 
@@ -142,19 +139,10 @@ void TestE2eMaster::autoConnectTimesOut()
         const auto closeAnyway = qScopeGuard([modal] { modal->close(); });
         auto* dialog = qobject_cast<CSettingDialog*>(modal);
         QVERIFY(dialog);
-        auto* catalog = dialog->findChild<QTreeWidget*>("treeWidget_catalog");
-        const QList<QTreeWidgetItem*> pages =
-            catalog->findItems("Connection Parameters", Qt::MatchExactly | Qt::MatchRecursive);
-        QCOMPARE(pages.size(), 1);
-        catalog->setCurrentItem(pages.first());
-        dialog->onCatalogItemClicked(pages.first(), 0);
+        showPage(dialog, "Connection Parameters");
         auto* type = dialog->setting("5_0_conn_type")->findChild<QComboBox*>();
         type->setCurrentIndex(type->findData(1u));
-        auto* timeout = dialog->setting("5_0_conn_timeout")->findChild<CValidateLineEdit*>();
-        timeout->selectAll();
-        QTest::keyClicks(timeout, "100");
-        QFocusEvent focusOut(QEvent::FocusOut, Qt::TabFocusReason);
-        QApplication::sendEvent(timeout, &focusOut);
+        typeInto(dialog, "5_0_conn_timeout", "100");
         dialog->findChild<QPushButton*>("btn_apply")->click();
         applied = !dialog->isVisible();
     });

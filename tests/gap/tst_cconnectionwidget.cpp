@@ -12,6 +12,7 @@
 #include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
+#include "whenmodal.h"
 
 namespace {
 
@@ -71,6 +72,7 @@ class TestCConnectionWidget : public QObject
     CConnectionWidget* m_page = nullptr;
 
 private slots:
+    void initTestCase() { applyFlatStyle(); }
     void init()
     {
         m_logger = new LogManager("ConnectionWidgetTest");
@@ -132,7 +134,6 @@ private slots:
     {
         QFETCH(QByteArrayList, frames);
         QFETCH(int, rows);
-        QFETCH(QStringList, cells);
         QFETCH(bool, error);
         for (const QByteArray& f : frames)
             m_page->onRcvMsg(f);
@@ -141,9 +142,9 @@ private slots:
         if (rows == 0)
             return;
         press(0);
-        QCOMPARE(QStringList({cell(0, 0), cell(0, 4), cell(0, 6),
-                              m_page->findChild<QTextBrowser*>("rawData_advertising")->toPlainText(),
-                              m_page->findChild<QTextBrowser*>("rawData_scanRsp")->toPlainText()}), cells);
+        QTEST(QStringList({cell(0, 0), cell(0, 4), cell(0, 6),
+                           m_page->findChild<QTextBrowser*>("rawData_advertising")->toPlainText(),
+                           m_page->findChild<QTextBrowser*>("rawData_scanRsp")->toPlainText()}), "cells");
     }
 
     // connected and condix come only from the connect flow; a report must not wipe them.
@@ -228,6 +229,8 @@ private slots:
             return model->highlightIndex();
         };
         text->setText("ALP");
+        QVERIFY(QTest::qWaitForWindowExposed(box));
+        QVERIFY(box->grab().save(SCREENSHOT_DIR "searchbox.png"));
         QCOMPARE(walk("buttonNext"), model->index(0, 0));
         QCOMPARE(walk("buttonNext"), model->index(2, 0));
         QCOMPARE(walk("buttonNext"), model->index(2, 0)); // no wrap: the last hit stays

@@ -101,22 +101,6 @@ private slots:
         delete m_pty;
     }
 
-    // Frames get their checksum, raw bytes leave as given, and whatever is refused queues nothing.
-    void send()
-    {
-        QCOMPARE(m_msg->sendMsg(bytes("aa013d0000")), -1);
-        QVERIFY(m_capture->contains("CMsg::sendMsg: port has been closed.", 1));
-        m_msg->sendRaw(bytes("4447"));
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        QCOMPARE(m_msg->sendMsg(bytes("aa013d00")), -1);
-        QVERIFY(m_capture->contains("CMsg::sendMsg: generateCheckSum failed.", 1));
-        QCOMPARE(m_msg->sendMsg(bytes("aa01020300112233")), 0);
-        m_msg->sendRaw(bytes("44470a0b0200abcde6"));
-        QByteArray got;
-        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= 18, 10000);
-        QCOMPARE(got, bytes("aa01020300112233ea" "44470a0b0200abcde6"));
-    }
-
     void burstLeavesInOrderAtTenPerSecond()
     {
         QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
@@ -147,8 +131,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_msg->pendingBytes() > 0, 10000);
         QByteArray got;
         QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= expected.size(), 20000);
-        QCOMPARE(got.size(), expected.size());
-        QVERIFY(got == expected);
+        QVERIFY(got == expected); // not QCOMPARE: 196 KiB would flood the log
         QCOMPARE(m_msg->pendingBytes(), 0);
     }
 
@@ -218,22 +201,34 @@ private slots:
         QVERIFY(seen.ss_size >= 16 * 1024);
     }
 
-    // One holder per port; closing drops the queue, and a reopened port sends and hears again,
-    // every parser signal and log line passed on.
-    void reopenedPortSendsAndHears()
+    // A closed port refuses frames and drops raw bytes; one holder per port; frames get their
+    // checksum and raw bytes leave as given; closing drops the queue, and a reopened port sends
+    // and hears again, every parser signal and log line passed on.
+    void sendsAndHears()
     {
         Recorder<CMsg> recorder(m_msg);
+        QCOMPARE(m_msg->sendMsg(bytes("aa013d0000")), -1);
+        QVERIFY(m_capture->contains("CMsg::sendMsg: port has been closed.", 1));
+        m_msg->sendRaw(bytes("4447"));
         QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
         QCOMPARE(m_msg->openPort(m_pty->portName()), -1);
         QVERIFY(m_capture->contains("CMsg::openPort, serial port has already been opened.", 1));
         QCOMPARE(CMsg(m_logs).openPort(m_pty->portName()), -1);
         QVERIFY(m_capture->contains("Create File Error", 4));
+        QCOMPARE(m_msg->sendMsg(bytes("aa013d00")), -1);
+        QVERIFY(m_capture->contains("CMsg::sendMsg: generateCheckSum failed.", 1));
+        QCOMPARE(m_msg->sendMsg(bytes("aa01020300112233")), 0);
+        m_msg->sendRaw(bytes("44470a0b0200abcde6"));
+        QByteArray got;
+        QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= 18, 10000);
+        QCOMPARE(got, bytes("aa01020300112233ea" "44470a0b0200abcde6"));
+
         QCOMPARE(m_msg->sendMsg(bytes("aa013d0000")), 0);
         QCOMPARE(m_msg->sendMsg(bytes("aa01020300112233")), 0);
         m_msg->closePort();
         QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
         QCOMPARE(m_msg->sendMsg(bytes("aa0901000000")), 0);
-        QByteArray got;
+        got.clear();
         QTRY_VERIFY_WITH_TIMEOUT((got += m_pty->readAll()).size() >= 7, 10000);
         QCOMPARE(got, bytes("aa09010000004c"));
         QVERIFY(m_pty->write(bytes("cc000201000031" "bb013d01000006" "cc0202010077b8" "cc030302001234e6"
@@ -307,10 +302,12 @@ private slots:
         QCOMPARE(feed(single), expected);
     }
 
-    // Only a one-byte success answer counts as a sign of life.
-    void heartbeatAnswer()
+    // Only a one-byte success answer counts as a sign of life; twenty seconds without one trip
+    // the monitor, and a tripped check sends nothing.
+    void heartbeatAnswerAndTrip()
     {
         StillClockHeartBeat beat(m_msg, m_logs, 100000);
+        QSignalSpy dead(&beat, &CHeartBeat::dead);
         const QDateTime born = beat.lastHeard();
         beat.m_now = born.addSecs(10);
         // Non-zero status, seven bytes with a leading zero, another answer on the same signal.
@@ -319,20 +316,13 @@ private slots:
         QCOMPARE(beat.lastHeard(), born);
         emit m_msg->sig_rcvGapMsg(bytes("bb0184010000"));
         QCOMPARE(beat.lastHeard(), born.addSecs(10));
-    }
-
-    void heartbeatTripsAtTwentySeconds()
-    {
-        StillClockHeartBeat beat(m_msg, m_logs, 100000);
-        QSignalSpy dead(&beat, &CHeartBeat::dead);
-        const QDateTime born = beat.lastHeard();
-        beat.m_now = born.addSecs(19);
+        beat.m_now = born.addSecs(29);
         beat.check();
         QCOMPARE(sendFailures(), 1);
         QVERIFY(dead.isEmpty() && beat.isActive() && !m_capture->texts().contains("system busy or firmware dead"));
-        beat.m_now = born.addSecs(20);
+        beat.m_now = born.addSecs(30);
         beat.check();
-        QCOMPARE(sendFailures(), 1); // a tripped check sends nothing
+        QCOMPARE(sendFailures(), 1);
         QVERIFY(dead.count() == 1 && !beat.isActive());
         QVERIFY(m_capture->contains(QStringLiteral("system busy or firmware dead"), 1));
     }
@@ -348,7 +338,6 @@ private slots:
     void heartbeatRestart()
     {
         QFETCH(int, silence);
-        QFETCH(int, failures);
         StillClockHeartBeat beat(m_msg, m_logs, kTick);
         QSignalSpy dead(&beat, &CHeartBeat::dead);
         const QDateTime later = beat.lastHeard().addSecs(silence);
@@ -360,7 +349,7 @@ private slots:
         QCOMPARE(beat.lastHeard(), later);
         QTRY_VERIFY(sendFailures() > 0);
         beat.stop();
-        QCOMPARE(sendFailures(), failures);
+        QTEST(sendFailures(), "failures");
         QCOMPARE(dead.count(), silence >= 20 ? 1 : 0);
     }
 

@@ -21,13 +21,13 @@ private slots:
         m_system = PortRegistry::availablePorts();
     }
 
+    // Dashes dropped from a by-id link: through the selection dialog in tst_cselectdongledlg.
     void namesFromPaths_data()
     {
         QTest::addColumn<QString>("link"); // under a folder of the test; empty: the terminal itself
         QTest::addColumn<QString>("name"); // %1: the terminal's number
         QTest::newRow("pseudo-terminal") << QString() << "pts%1";
         QTest::newRow("a name the dialog takes") << "ttyACM3" << "ttyACM3";
-        QTest::newRow("dashes dropped") << "usb-Maker_Dongle-if00-port0" << "usbMaker_Dongleif00port0";
         QTest::newRow("no digit at the end") << "dongle" << "dongle0";
         QTest::newRow("digits only, in a folder without letters") << "###/5" << "port5";
     }

@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTextBrowser>
-#include <QThread>
 #include <QtTest>
 
 #include <memory>
@@ -77,7 +76,6 @@ private slots:
     void levelsReachTheirLoggers()
     {
         QFETCH(int, level);
-        QFETCH(QByteArray, fileLine);
         QFETCH(QString, paneHtml);
 
         const QTime before = QTime::currentTime();
@@ -85,7 +83,7 @@ private slots:
         settle();
         QCOMPARE(readAll(toolFile()).count("the line"), 1);
         const QByteArray line = readAll(toolFile()).split('\n').first();
-        QCOMPARE(line.mid(12) + '\n', fileLine);
+        QTEST(line.mid(12) + '\n', "fileLine");
         const QTime stamp = QTime::fromString(line.left(12), "hh:mm:ss:zzz"), after = QTime::currentTime();
         QVERIFY2((before <= stamp && stamp <= after) || after < before, line.constData()); // local time, unless midnight
         QCOMPARE(m_toolPane.lines().filter("the line").size(), paneHtml.isEmpty() ? 0 : 1);
@@ -125,19 +123,6 @@ private slots:
         QTRY_COMPARE(logger.pendingBytes(), 2047); // one byte short stays in memory
         QCOMPARE(QFileInfo(logger.fileName()).size(), qint64(2048));
     }
-    void logFromAnotherThreadArrives()
-    {
-        std::unique_ptr<QThread> worker(QThread::create([this] {
-            for (int i = 0; i < 50; ++i)
-                m_manager->log(QStringLiteral("worker %1").arg(i), 3);
-        }));
-        worker->start();
-        QVERIFY(worker->wait(10000));
-        settle();
-        QCOMPARE(readAll(toolFile()).count(": [WARN]worker "), 50);
-        QCOMPARE(m_toolPane.lines().filter(QRegularExpression(" - worker \\d+ ")).size(), 50);
-    }
-
     // Without a root of the caller's, runs log beside the program, one folder a tab and run.
     void runFolderBesideTheProgram()
     {

@@ -6,7 +6,6 @@
 #include "capturelogger.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
-#include "ptypair.h"
 #include "schema/ccfgfileparse.h"
 #include "schema/ccommand.h"
 #include "schema/cutil.h"
@@ -110,18 +109,12 @@ private slots:
         QCOMPARE(logged().replaceInStrings(QRegularExpression("\r\nField Data: .*$"), ""), errors);
     }
 
-    // A closed port refuses the frame; an open one takes it, and the wire carries it with its checksum.
-    void sendMsgThroughPort()
+    // A closed port refuses the frame; what an open one puts on the wire is checked in
+    // tst_ccommanduiwidget and tst_cgapcmdwidget.
+    void closedPortRefuses()
     {
-        PtyPair pty;
-        QVERIFY(pty.isValid());
         CMsg port(nullptr);
         QVERIFY(!CCommand::sendMsg(&port, &m_log, "Disconnect", {{"condix", 3}}));
-        QCOMPARE(port.openPort(pty.portName()), 0);
-        QVERIFY(CCommand::sendMsg(&port, &m_log, "Disconnect", {{"condix", 3}}));
-        QByteArray wire;
-        QTRY_VERIFY_WITH_TIMEOUT((wire += pty.readAll()).size() >= 7, 2000);
-        QCOMPARE(wire.toHex(' '), QByteArray("aa 01 07 01 00 03 4a"));
     }
 
     void isInvalidUpLinkMsg()
@@ -160,13 +153,11 @@ private slots:
     void parseUplinkMsg()
     {
         QFETCH(QByteArray, frame);
-        QFETCH(int, result);
-        QFETCH(UplinkFieldMap, fields);
         QFETCH(QString, error);
 
         UplinkFieldMap parsed;
-        QCOMPARE(CCommand::parseUplinkMsg(&m_log, frame, parsed), result);
-        QCOMPARE(parsed, fields);
+        QTEST(CCommand::parseUplinkMsg(&m_log, frame, parsed), "result");
+        QTEST(parsed, "fields");
         QCOMPARE(logged(), error.isEmpty() ? QStringList() : QStringList{error});
     }
 
@@ -227,25 +218,13 @@ private slots:
                                         "4|Uplink Command Name:Disconnect Result:BLE ATT ERR VALUE NOT ALLOWED"}));
     }
 
-    void utilConversions()
+    // Eight bytes, the most a number takes; nine are refused (tst_devicestablemodel). Other
+    // widths and the way back are covered by the frames of sendMsg.
+    void eightByteNumber()
     {
         quint64 value = 0;
         QCOMPARE(CUtil::arrayToValue(0, hex("0807060504030281"), value), 0);
         QCOMPARE(value, 0x8102030405060708ULL);
-        QCOMPARE(CUtil::arrayToValue(0, hex("010203040506070809"), value), -1); // nine bytes refused
-        QCOMPARE(value, 0ULL);
-        QCOMPARE(CUtil::valueToArray(0, 0x123456, 2).toHex(), QByteArray("5634"));
-        QCOMPARE(CUtil::valueToArray(1, 0x1234, 4).toHex(), QByteArray("00001234"));
-        QCOMPARE(CUtil::valueToArray(0, ~quint64(0), 10).toHex(), QByteArray("ffffffffffffffff0000"));
-        QCOMPARE(CUtil::byteAraryToShort("\x03\x28\xff", 0), quint16(0x2803));
-        QCOMPARE(CUtil::reverseString("ABCDEF", 3), QString("CBAFED"));
-        QCOMPARE(CUtil::reverseString("ABCDE", 2), QString("CUtil::reverseString")); // uneven blocks
-        QCOMPARE(CUtil::fitArray("\x01\x02\x03", 2).toHex(), QByteArray("0102"));
-        QSet<int> drawn;
-        for (int i = 0; i < 2000; ++i)
-            drawn << CUtil::randomInRange(0, 3);
-        QCOMPARE(drawn, (QSet<int>{0, 1, 2})); // the high end is never drawn
-        QCOMPARE(CUtil::randomInRange(3, 0), -1);
     }
 
     // Random and truncated frames of every known uplink id: whatever the parser accepts must be

@@ -159,6 +159,13 @@ private slots:
         QTest::newRow("int, little-endian") << "Get Peer Version" << "lmp_subversion" << QByteArray::fromHex("3412")
                                             << "LMP subversion" << "4660";
         QTest::newRow("signed byte") << "Get Connection RSSI" << "rssi" << QByteArray::fromHex("c4") << "RSSI" << "-60";
+        QTest::newRow("address, last byte first") << "Device BD_Address Get" << "identity_addr"
+                                                  << QByteArray::fromHex("ffeeddccbbaa") << "BD Address"
+                                                  << "AA:BB:CC:DD:EE:FF";
+        QTest::newRow("int16double in steps") << "RF Path Compensation Values Get" << "tx_path_comp"
+                                              << QByteArray::fromHex("ff00") << "RF TX path compensation(dB)" << "25.5";
+        QTest::newRow("int16double negative") << "RF Path Compensation Values Get" << "tx_path_comp"
+                                              << QByteArray::fromHex("9cff") << "RF TX path compensation(dB)" << "-10.0";
         QTest::newRow("enum by index") << "Get Selection Algorithm For Connection Channel" << "chanel_selection_algorithm"
                                        << QByteArray::fromHex("01") << "Chanel Selection algorithm"
                                        << "Algorithm #2 is used";
@@ -197,12 +204,26 @@ private slots:
         QVERIFY(m_log->lines.isEmpty());
     }
 
+    // A one-byte field given two, an address given five: the editor keeps its text.
+    void wrongSizedResultIsAnInternalError_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("value");
+        QTest::newRow("signed byte") << "Get Connection RSSI" << "rssi" << QByteArray::fromHex("c4ff");
+        QTest::newRow("address") << "Device BD_Address Get" << "identity_addr" << QByteArray::fromHex("ffeeddccbb");
+    }
     void wrongSizedResultIsAnInternalError()
     {
-        CCommandUiWidget form(nullptr, &m_logger, &m_owner, "Get Connection RSSI", &m_timer, false, 0, true);
-        form.setFieldValueInGlayout({{"rssi", QByteArray::fromHex("c4ff")}});
+        QFETCH(QString, name);
+        QFETCH(QString, key);
+        QFETCH(QByteArray, value);
+        CCommandUiWidget form(nullptr, &m_logger, &m_owner, name, &m_timer, false, 0, true);
+        const QString before = form.findChild<CValidateLineEdit*>()->text();
+        form.setFieldValueInGlayout({{key, value}});
         QCOMPARE(m_log->lines.size(), 1);
         QVERIFY(m_log->lines.first().second.contains(" FUNCTION:CCommandUiWidget::setFieldValueInGlayout Internal error."));
+        QCOMPARE(form.findChild<CValidateLineEdit*>()->text(), before);
     }
 
     void titleFoldsAndUnfolds()
