@@ -65,7 +65,8 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     const int seconds = argc > 1 ? std::max(1, atoi(argv[1])) : 5;
     LogManager logs(QStringLiteral("bench_gatt"));
-    CGattWidget panel(1, nullptr, &logs, QStringLiteral("Bench"));
+    const QString name = QStringLiteral("Bench");
+    CGattWidget panel(1, nullptr, &logs, &name);
     panel.resize(1200, 600);
     panel.show();
     discover(panel);

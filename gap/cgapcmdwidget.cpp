@@ -2,7 +2,6 @@
 
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -27,9 +26,8 @@ quint64 littleEndian(const QByteArray& bytes)
     return value;
 }
 
-// A form's bit tables show every row, and every column in the width that their form has, the
-// captions taking what the state columns leave, beside labels at their top: the tab scrolls, the
-// tables don't.
+// A form's bit tables show every row in the column widths their form gives them, beside labels at
+// their top: the tab scrolls, the tables don't.
 void fitBitTables(CCommandUiWidget* form)
 {
     auto* grid = form->findChild<QGridLayout*>(QStringLiteral("gridLayout"));
@@ -37,9 +35,7 @@ void fitBitTables(CCommandUiWidget* form)
         table->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
         table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        table->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-        for (int caption = 0; caption < table->horizontalHeader()->count(); caption += 2)
-            table->horizontalHeader()->setSectionResizeMode(caption, QHeaderView::Stretch);
+        table->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
         int row = 0;
         int column = 0;
         int rows = 0;
@@ -47,11 +43,6 @@ void fitBitTables(CCommandUiWidget* form)
         grid->getItemPosition(grid->indexOf(table), &row, &column, &rows, &columns);
         grid->itemAtPosition(row, column - 1)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         grid->itemAtPosition(row, column)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-        // A table alone on its row takes the width of the field beside it too.
-        if (!grid->itemAtPosition(row, column + 1)) {
-            for (int empty = column + 1; empty < grid->columnCount(); ++empty)
-                grid->setColumnStretch(empty, 0);
-        }
     }
 }
 

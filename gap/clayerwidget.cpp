@@ -28,7 +28,7 @@ CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_pages->setTabPosition(QTabWidget::West);
-    m_gattPage = new CGattWidget(condix, msg, logger, dongleName ? *dongleName : QString(), m_pages);
+    m_gattPage = new CGattWidget(condix, msg, logger, dongleName, m_pages);
     connect(m_gattPage, &CGattWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
     m_gapPage = new CGapCmdWidget(msg, logger, config, dongleName, condix, interval, latency, supervisionTimeout,
                                   name, address, m_pages);

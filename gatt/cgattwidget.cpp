@@ -34,7 +34,7 @@ QString hexText(quint16 value)
 
 } // namespace
 
-CGattWidget::CGattWidget(uint8_t condix, CMsg* msg, LogManager* logger, const QString& dongleName, QWidget* parent)
+CGattWidget::CGattWidget(uint8_t condix, CMsg* msg, LogManager* logger, const QString* dongleName, QWidget* parent)
     : QWidget(parent)
     , ui(new Ui::CGattWidget)
     , condix(condix)
@@ -410,6 +410,14 @@ GattAttribute placeholder(quint16 handle)
 
 } // namespace
 
+void CGattWidget::storeCharacteristic(quint16 handle, const GattAttribute& attribute)
+{
+    store(handle, attribute);
+    // The last handle has no slot after it: slot 0 stays empty.
+    if (handle < 0xFFFF)
+        store(quint16(handle + 1), placeholder(quint16(handle + 1)));
+}
+
 void CGattWidget::serviceProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
@@ -452,10 +460,10 @@ void CGattWidget::characteristicProc(const QByteArray& frame)
         m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
         return;
     }
-    store(handle, declaration(handle, Characteristic,
-                              fields.value(QStringLiteral("properties")) + fields.value(QStringLiteral("value_handle"))
-                                  + fields.value(QStringLiteral("char_UUID"))));
-    store(quint16(handle + 1), placeholder(quint16(handle + 1)));
+    storeCharacteristic(handle, declaration(handle, Characteristic,
+                                            fields.value(QStringLiteral("properties"))
+                                                + fields.value(QStringLiteral("value_handle"))
+                                                + fields.value(QStringLiteral("char_UUID"))));
     tableModel->build(true);
 }
 
@@ -557,8 +565,8 @@ void CGattWidget::characteristicListProc(const QByteArray& frame)
     for (const QByteArray& record : listRecords(frame, 6, 5, 1, &ok)) {
         quint16 handle = 0;
         readHandle(record, 0, &handle);
-        store(handle, declaration(handle, Characteristic, record.mid(4, 1) + record.mid(2, 2) + record.mid(6)));
-        store(quint16(handle + 1), placeholder(quint16(handle + 1)));
+        storeCharacteristic(handle,
+                            declaration(handle, Characteristic, record.mid(4, 1) + record.mid(2, 2) + record.mid(6)));
     }
     if (ok)
         tableModel->build(true);
@@ -642,7 +650,7 @@ void CGattWidget::ExchangeGATTMTUProc(const QByteArray& frame)
         CCommand::logUplinkResult(m_logger, frame, quint8(status.at(0)));
         return;
     }
-    emit sig_showDongleTab(m_dongleName);
+    emit sig_showDongleTab(dongleName());
     const QString success = CCommand::statusWord("STATUS_RSP", 0).replace(QLatin1Char(' '), QLatin1Char('_'));
     if (success == QLatin1String("BLE_SUCCESS"))
         CFlatMessage::information(this, QStringLiteral("ATTENTION"), QStringLiteral("Exchange MTU success"));
@@ -664,7 +672,7 @@ void CGattWidget::getLnkProc(const QByteArray& frame)
         CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QStringLiteral("CGattWidget::getLnkProc"));
         return;
     }
-    emit sig_showDongleTab(m_dongleName);
-    CFlatMessage::information(this, m_dongleName + QStringLiteral(" Link Value"),
+    emit sig_showDongleTab(dongleName());
+    CFlatMessage::information(this, dongleName() + QStringLiteral(" Link Value"),
                               QStringLiteral("Link value number: ") + QString::fromLatin1(ltk.toHex(':')));
 }

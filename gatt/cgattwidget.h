@@ -30,7 +30,8 @@ class CGattWidget : public QWidget
     Q_DISABLE_COPY(CGattWidget)
 
 public:
-    CGattWidget(uint8_t condix, CMsg* msg, LogManager* logger, const QString& dongleName, QWidget* parent = nullptr);
+    // The dongle's name is read at each use, so a renamed tab is named rightly.
+    CGattWidget(uint8_t condix, CMsg* msg, LogManager* logger, const QString* dongleName, QWidget* parent = nullptr);
     ~CGattWidget() override;
 
     const QVector<GattAttribute>& attributes() const { return attributeTable; }
@@ -76,6 +77,9 @@ private:
     // Parses a frame of this panel's link and logs it; false for another link or a bad frame.
     bool parseOwn(const QByteArray& frame, UplinkFieldMap& fields);
     void store(quint16 handle, const GattAttribute& attribute);
+    // A characteristic's declaration, and a placeholder in the slot after it for its value.
+    void storeCharacteristic(quint16 handle, const GattAttribute& attribute);
+    QString dongleName() const { return m_dongleName ? *m_dongleName : QString(); }
     void showValue(quint16 handle, const QByteArray& value);
     void setViewColumnWidths();
     // Expanding the tree is one layout of the whole view: many arrivals in one pass share one.
@@ -105,7 +109,7 @@ private:
     uint8_t condix = 0;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
-    QString m_dongleName;
+    const QString* m_dongleName = nullptr;
     QVector<GattAttribute> attributeTable;
     TreeModel* treeModel = nullptr;
     GattTableModel* tableModel = nullptr;

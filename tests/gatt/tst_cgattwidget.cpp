@@ -61,6 +61,7 @@ class TestCGattWidget : public QObject
     std::unique_ptr<LogManager> m_logger;
     CaptureLogger* m_log = nullptr;
     std::unique_ptr<CMsg> m_msg;
+    QString m_dongleName = QStringLiteral("Bench");
     std::unique_ptr<Panel> m_panel;
 
     QToolButton* button(const char* name) const { return m_panel->findChild<QToolButton*>(name); }
@@ -93,7 +94,7 @@ private slots:
         m_logger->addLogger(m_log = new CaptureLogger);
         m_msg = std::make_unique<CMsg>(m_logger.get());
         QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        m_panel = std::make_unique<Panel>(1, m_msg.get(), m_logger.get(), "Bench");
+        m_panel = std::make_unique<Panel>(1, m_msg.get(), m_logger.get(), &m_dongleName);
         m_panel->resize(1100, 500);
         m_panel->show();
         m_log->clear();
@@ -207,6 +208,26 @@ private slots:
         receive(uplink(0xDD, 0x03, body));
         QVERIFY(m_panel->attributes().isEmpty());
         QVERIFY2(m_log->contains(logged, 4), qPrintable(m_log->texts().join('\n')));
+    }
+
+    // A characteristic at the last handle leaves slot 0 empty; the link key box names the dongle
+    // by its present name.
+    void lastHandleAndRenamedDongle()
+    {
+        receive(uplink(0xDD, 0x32, QByteArray(1, '\1') + le16(0xFFFF) + char(0x02) + le16(0xFFFF) + le16(0x2A19)));
+        QCOMPARE(m_panel->attributes().size(), 0x10000);
+        QCOMPARE(int(m_panel->attributes().at(0).used), 0);
+
+        m_dongleName = QStringLiteral("Renamed");
+        QSignalSpy shown(m_panel.get(), &CGattWidget::sig_showDongleTab);
+        QString title;
+        whenModal([&title](QWidget* box) {
+            title = box->windowTitle();
+            box->close();
+        });
+        receive(uplink(0xDD, 0x0A, QByteArray(16, '\x11') + '\1').replace(1, 1, "\x02")); // key, condix
+        QCOMPARE(shown.value(0).value(0).toString(), m_dongleName);
+        QCOMPARE(title, m_dongleName + " Link Value");
     }
 
     void exportMatchesTheTable()
