@@ -120,8 +120,9 @@ private slots:
     }
 
     // A name the registry makes from a path outside the port folder (a by-id link: dashes
-    // dropped) must survive the dialog's cut of "product(port)" and open the port.
-    void portNamedFromItsPathOpens()
+    // dropped) must survive the dialog's cut of "product(port)" and open the port. Another port
+    // going away changes only the list; the connected one going away closes it.
+    void connectByPathNameThenRemoval()
     {
         PtyPair dongle("ttyTEST0");
         ProbeResponder answer(dongle, answerFrame(kVirtualDongle));
@@ -134,47 +135,28 @@ private slots:
         LogManager logger("SelectTest");
         CMsg msg(&logger);
         CSelectDongleDialog dialog(&msg, &logger);
+        QSignalSpy status(&dialog, &CSelectDongleDialog::sig_connectionStatusChanged);
         dialog.on_pb_Refresh_clicked();
         QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
         const QTreeWidgetItem* root = dialog.findChild<QTreeWidget*>("deviceTree")->topLevelItem(0);
         QCOMPARE(root->childCount(), 1);
         QCOMPARE(root->child(0)->text(0), QString("Tarvine Virtual Dongle(usbMaker_Dongleif00port0)"));
-        dialog.findChild<QPushButton*>("PB_Connect")->click();
+        auto* connectButton = dialog.findChild<QPushButton*>("PB_Connect");
+        connectButton->click();
         QCOMPARE(msg.portName(), QString("usbMaker_Dongleif00port0"));
         QVERIFY(msg.isOpen());
-        msg.closePort();
-    }
-    void connectThenRemovalOfTheConnectedPort()
-    {
-        PtyPair dongle("ttyTEST0");
-        PtyPair other("ttyTEST1", &dongle);
-        ProbeResponder answer(dongle, answerFrame(kVirtualDongle));
-
-        LogManager logger("SelectTest");
-        CMsg msg(&logger);
-        CSelectDongleDialog dialog(&msg, &logger);
-        QSignalSpy status(&dialog, &CSelectDongleDialog::sig_connectionStatusChanged);
-        dialog.on_pb_Refresh_clicked();
-        auto* connectButton = dialog.findChild<QPushButton*>("PB_Connect");
-        QTRY_VERIFY(dialog.findChild<QPushButton*>("pb_Refresh")->isEnabled());
-
-        connectButton->click();
-        QVERIFY(msg.isOpen());
-        QCOMPARE(msg.portName(), QString("ttyTEST0"));
         QCOMPARE(connectButton->text(), QString("Disconnect"));
         QCOMPARE(status.takeFirst().at(0).toBool(), true);
 
-        // Another port going away changes only the list.
-        dialog.on_SerialPortRemoved("ttyTEST1");
+        dialog.on_SerialPortRemoved("ttyTEST0");
         QVERIFY(msg.isOpen());
         QVERIFY(status.isEmpty());
-
         // The message and the selection offered again are checked in tst_e2e_dongle.
         whenModal([](QWidget* box) {
             box->close();
             whenModal([](QWidget* selection) { selection->close(); });
         });
-        dialog.on_SerialPortRemoved("ttyTEST0");
+        dialog.on_SerialPortRemoved("usbMaker_Dongleif00port0");
         QVERIFY(!msg.isOpen());
         QCOMPARE(connectButton->text(), QString("Connect"));
         QCOMPARE(status.takeFirst().at(0).toBool(), false);

@@ -58,14 +58,12 @@ private slots:
                               "phy_s2m 24/1"}));
     }
 
-    // Where ids or names repeat, the later row wins.
+    // Where ids or names repeat, the later row wins (and in tst_ccommand's frames and results).
     void namesAndIds()
     {
         QCOMPARE(m_cfg->m_uplinkNameToId.value("Start Extended Scan"), QString("DD@01@02"));
-        QCOMPARE(m_cfg->m_uplinkIdToName.value("BB@01@3D"), QString("Start Extended Scan"));
         QCOMPARE(m_cfg->m_uplinkIdToName.value("BB@01@57"), QString("Get Selection Algorithm For Connection Channel"));
         QCOMPARE(m_cfg->m_uplinkIdToName.value("DD@06@03"), QString("Accept CIS Established"));
-        QCOMPARE(m_cfg->m_downlinkNameToId.value("Disconnect"), QString("01@07"));
     }
 
     void advertisingLengthsAreHex()

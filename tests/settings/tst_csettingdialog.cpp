@@ -53,6 +53,7 @@ private slots:
             QVERIFY2(m_config.value(it.key()) == it.value(), qPrintable(it.key()));
     }
 
+    // Defaults take the editor's forms (tst_cvalidatelineedit), but for littleEnd.
     void defaultValueForms_data()
     {
         QTest::addColumn<QString>("type");
@@ -60,8 +61,6 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("value");
 
-        QTest::newRow("string, last byte first") << "string" << "" << "ab" << "6261";
-        QTest::newRow("negative int16double keeps 16 bits") << "int16double" << "0.1" << "-12.5" << "ff83";
         QTest::newRow("three tenths are three steps") << "int16double" << "0.1" << "0.3" << "0003";
         QTest::newRow("littleEnd stays in typed order") << "littleEnd" << "" << "01:02" << "0102";
         QTest::newRow("negative int in two's complement, as the editor sends it") << "int" << "" << "-2" << "fffe";
@@ -118,31 +117,30 @@ private slots:
         QTest::addColumn<bool>("airAction");
         QTest::addColumn<QString>("refusal"); // the box's title, or "title: text"; empty: applied
 
+        const auto row = [](const char* name, const FieldValueMap& changes, const QString& refusal,
+                            bool airAction = false) { QTest::newRow(name) << changes << airAction << refusal; };
         const QString scanError = "Scan Parameters Setting Error";
         const auto general = [](const char* duration) {
             return FieldValueMap{{"5_0_scan_type", 0u}, {"5_0_scan_duration", duration}};
         };
         // Durations count 10 ms and periods 1.28 s, in hexadecimal as the map keeps them.
-        QTest::newRow("zero identity address") << FieldValueMap{{"identity_addr", "000000000000"}} << false
-                                               << "Identity Address Setting Error";
-        QTest::newRow("duration equal to a period of one count (1280 ms)")
-            << FieldValueMap{{"5_0_scan_duration", "0080"}, {"5_0_scan_period", "0001"}} << false << scanError;
-        QTest::newRow("duration just below the period")
-            << FieldValueMap{{"5_0_scan_duration", "007f"}, {"5_0_scan_period", "0001"}} << false << QString();
-        QTest::newRow("duplicate filter per period without a period")
-            << FieldValueMap{{"5_0_scan_duplicate_filter_policy", 2u}, {"5_0_scan_duration", "0010"}} << false
-            << scanError;
-        QTest::newRow("general discovery for 10240 ms") << general("0400") << false << QString();
-        QTest::newRow("general discovery for 10230 ms") << general("03ff") << false << scanError;
-        QTest::newRow("general discovery without end") << general("0000") << false << QString();
-        QTest::newRow("resolvable own address without privacy")
-            << FieldValueMap{{"5_0_scan_own_addr_type", 1u}, {"privacy_config", 0u}} << false << scanError;
-        QTest::newRow("static address without its two top bits")
-            << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "BF1122334455"}} << false << scanError;
-        QTest::newRow("static address with its two top bits")
-            << FieldValueMap{{"identity_addr_type", 1u}, {"identity_addr", "C01122334455"}} << false << QString();
-        QTest::newRow("during an air action only the map is written") << FieldValueMap{{"appearance", "0341"}}
-            << true << "error: cannot set params when air action is on";
+        row("zero identity address", {{"identity_addr", "000000000000"}}, "Identity Address Setting Error");
+        row("duration equal to a period of one count (1280 ms)",
+            {{"5_0_scan_duration", "0080"}, {"5_0_scan_period", "0001"}}, scanError);
+        row("duration just below the period", {{"5_0_scan_duration", "007f"}, {"5_0_scan_period", "0001"}}, "");
+        row("duplicate filter per period without a period",
+            {{"5_0_scan_duplicate_filter_policy", 2u}, {"5_0_scan_duration", "0010"}}, scanError);
+        row("general discovery for 10240 ms", general("0400"), "");
+        row("general discovery for 10230 ms", general("03ff"), scanError);
+        row("general discovery without end", general("0000"), "");
+        row("resolvable own address without privacy", {{"5_0_scan_own_addr_type", 1u}, {"privacy_config", 0u}},
+            scanError);
+        row("static address without its two top bits", {{"identity_addr_type", 1u}, {"identity_addr", "BF1122334455"}},
+            scanError);
+        row("static address with its two top bits", {{"identity_addr_type", 1u}, {"identity_addr", "C01122334455"}},
+            "");
+        row("during an air action only the map is written", {{"appearance", "0341"}},
+            "error: cannot set params when air action is on", true);
     }
 
     void setAllStatic()
