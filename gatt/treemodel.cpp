@@ -205,7 +205,7 @@ int TreeModel::updateValue(quint16 handle, const QByteArray& value)
 
 int TreeModel::getAttribute(const QModelIndex& index, GattAttribute& out) const
 {
-    if (!index.isValid())
+    if (!index.isValid() || index.model() != this)
         return -1;
     out = static_cast<TreeItem*>(index.internalPointer())->attribute();
     return 0;

@@ -4,6 +4,7 @@
 // click, and a click takes no length or payload.
 
 #include <QAbstractItemView>
+#include <QComboBox>
 
 #include "fuzzapp.h"
 #include "fuzzinput.h"
@@ -49,8 +50,8 @@ void click(CGattWidget* gatt, int which)
     case 3: gatt->on_toolButton_readAllChar_clicked(); break;
     case 4: gatt->on_toolButton_expandAll_clicked(); break;
     case 5: gatt->on_toolButton_collapseAll_clicked(); break;
-    case 6: gatt->on_comboBox_mode_currentIndexChanged(1); break;
-    case 7: gatt->on_comboBox_mode_currentIndexChanged(0); break;
+    case 6: gatt->findChild<QComboBox*>(QStringLiteral("comboBox_mode"))->setCurrentIndex(1); break;
+    case 7: gatt->findChild<QComboBox*>(QStringLiteral("comboBox_mode"))->setCurrentIndex(0); break;
     case 8: gatt->on_pb_read_clicked(); break;
     case 9: gatt->on_pb_write_clicked(); break;
     default: {
