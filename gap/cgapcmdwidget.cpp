@@ -2,6 +2,7 @@
 
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -26,8 +27,9 @@ quint64 littleEndian(const QByteArray& bytes)
     return value;
 }
 
-// A form's bit tables show every row in the column widths their form gives them, beside labels at
-// their top: the tab scrolls, the tables don't.
+// A form's bit tables show every row, and every column in the width that their form has, the
+// captions taking what the state columns leave (four columns of 250 and 150 pixels would push the
+// forms past a 1280-pixel window), beside labels at their top: the tab scrolls, the tables don't.
 void fitBitTables(CCommandUiWidget* form)
 {
     auto* grid = form->findChild<QGridLayout*>(QStringLiteral("gridLayout"));
@@ -35,7 +37,9 @@ void fitBitTables(CCommandUiWidget* form)
         table->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
         table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        table->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+        table->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+        for (int caption = 0; caption < table->horizontalHeader()->count(); caption += 2)
+            table->horizontalHeader()->setSectionResizeMode(caption, QHeaderView::Stretch);
         int row = 0;
         int column = 0;
         int rows = 0;
@@ -43,6 +47,11 @@ void fitBitTables(CCommandUiWidget* form)
         grid->getItemPosition(grid->indexOf(table), &row, &column, &rows, &columns);
         grid->itemAtPosition(row, column - 1)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         grid->itemAtPosition(row, column)->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        // A table alone on its row takes the width of the field beside it too.
+        if (!grid->itemAtPosition(row, column + 1)) {
+            for (int empty = column + 1; empty < grid->columnCount(); ++empty)
+                grid->setColumnStretch(empty, 0);
+        }
     }
 }
 

@@ -108,8 +108,8 @@ private slots:
                                      "Get Selection Algorithm For Connection Channel", "RF TX Power Set"}));
     }
 
-    // Opened, the bit tables show every row, in their columns' own widths: the tab scrolls, not
-    // the tables.
+    // Opened, the bit tables show every row, and those alone on their row take the width of the
+    // field beside them too: the tab scrolls, not the tables.
     void bitTablesShowEveryRow()
     {
         const auto gap = page(3);
@@ -122,8 +122,8 @@ private slots:
         QCOMPARE(tables.size(), 4); // features, two PHY directions, channel map
         for (const QTableView* table : tables) {
             QTRY_VERIFY(table->viewport()->height() >= table->verticalHeader()->length());
-            QCOMPARE(table->horizontalHeader()->sectionSize(0), 250);
-            QCOMPARE(table->horizontalHeader()->sectionSize(1), 150);
+            if (table->model()->columnCount() == 4)
+                QVERIFY(table->width() > table->parentWidget()->width() / 2);
         }
     }
 
