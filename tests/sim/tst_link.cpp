@@ -275,7 +275,7 @@ private slots:
         central.feed(hex(kConnectHr));
         QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(up).contains("DD@01@06"), 5000);
         QVERIFY(heartRate->database());
-        QCOMPARE(heartRate->database()->attributes().size(), 10);
+        QCOMPARE(heartRate->database()->attributes().size(), 22);
     }
 };
 
