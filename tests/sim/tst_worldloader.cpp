@@ -186,6 +186,7 @@ private slots:
         QTest::newRow("default.json") << "default.json" << 6;
         QTest::newRow("example.json") << "example.json" << 8;
         QTest::newRow("crowd-1000.json") << "crowd-1000.json" << 1000;
+        QTest::newRow("gatt-bench.json") << "gatt-bench.json" << 5;
     }
     void shippedWorlds()
     {
