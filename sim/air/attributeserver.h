@@ -14,7 +14,7 @@ class AttributeDatabase;
 class QTimer;
 
 // The attribute protocol's server of one database, at one end of each of its links: it answers
-// the requests of the client at the far end as the core specification has a server answer them,
+// the requests of the client at the far end as an attribute server on air answers them,
 // keeps each link's MTU, and sends the notifications or indications that a client switched on in
 // a client configuration descriptor, every `notifyEveryMs`, an indication only once the last one
 // is confirmed. A device of the world serves its database with one; a dongle that advertises can
