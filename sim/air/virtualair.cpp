@@ -24,7 +24,9 @@ void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
     }
     m_devices.clear();
     for (VirtualAdvertiser& device : devices) {
-        m_devices.push_back(std::make_unique<WorldDevice>(device.services, device.controller));
+        // Each device draws its own measurements, the same in every run.
+        const quint32 seed = qChecksum(device.address.constData(), uint(device.address.size()));
+        m_devices.push_back(std::make_unique<WorldDevice>(device.services, device.controller, seed));
         device.peer = m_devices.back().get();
     }
     m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),

@@ -1,27 +1,41 @@
 #include "worlddevice.h"
 
-WorldDevice::WorldDevice(const QJsonArray& services, const ControllerInfo& controller)
+#include "att.h"
+
+WorldDevice::WorldDevice(const QJsonArray& services, const ControllerInfo& controller, quint32 seed)
     : m_services(services)
     , m_controller(controller)
+    , m_seed(seed)
 {
+}
+
+// The server goes before the database it serves.
+WorldDevice::~WorldDevice()
+{
+    m_server.reset();
 }
 
 void WorldDevice::linkUp(Link* link)
 {
     m_link = link;
-    if (!m_database)
+    if (!m_database) {
         m_database.emplace(m_services);
+        m_server = std::make_unique<AttributeServer>(&*m_database, m_seed);
+    }
+    m_server->linkUp(link, link->endOf(this));
 }
 
 void WorldDevice::linkDown(Link* link, quint8)
 {
-    if (m_database)
-        m_database->forget(link);
+    if (m_server)
+        m_server->linkDown(link);
     m_link = nullptr;
 }
 
-void WorldDevice::received(Link*, quint16, const QByteArray&)
+void WorldDevice::received(Link* link, quint16 channel, const QByteArray& data)
 {
+    if (channel == Att::Channel && m_server && !data.isEmpty() && Att::toServer(quint8(data.at(0))))
+        m_server->received(link, data);
 }
 
 void WorldDevice::parametersRequested(Link* link, const Link::ParameterRequest&)

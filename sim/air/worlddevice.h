@@ -1,19 +1,23 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 
 #include <QJsonArray>
 
+#include "attributeserver.h"
 #include "controllerinfo.h"
 #include "peer.h"
 #include "world/attributedatabase.h"
 
 // A device of the world file as the far end of a link: one central at a time, its link layer as
-// the file tells it, and its attribute database, which the GATT engine will serve.
+// the file tells it, and its attribute database, which it serves to its central.
 class WorldDevice final : public Peer
 {
 public:
-    WorldDevice(const QJsonArray& services, const ControllerInfo& controller);
+    // `seed` draws the measurements of its varying values.
+    WorldDevice(const QJsonArray& services, const ControllerInfo& controller, quint32 seed = 0);
+    ~WorldDevice() override;
 
     // Null until the first central came: a crowd of copies would otherwise hold a database each
     // that nobody reads.
@@ -23,7 +27,7 @@ public:
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link* link) override;
     void linkDown(Link* link, quint8 reason) override;
-    // Nothing is answered until GATT is simulated.
+    // The attribute protocol's requests go to its server; a device of the world asks nothing.
     void received(Link* link, quint16 channel, const QByteArray& data) override;
     // A device of the world takes what its central asks for.
     void parametersRequested(Link* link, const Link::ParameterRequest& request) override;
@@ -32,6 +36,8 @@ public:
 private:
     QJsonArray m_services; // shared with the world's other copies of the device
     ControllerInfo m_controller;
+    quint32 m_seed = 0;
     std::optional<AttributeDatabase> m_database;
+    std::unique_ptr<AttributeServer> m_server;
     Link* m_link = nullptr;
 };

@@ -2,6 +2,7 @@
 
 #include "air/virtualair.h"
 #include "connectionmanager.h"
+#include "gattclientengine.h"
 #include "initiatorengine.h"
 #include "localdeviceengine.h"
 #include "logflood.h"
@@ -52,7 +53,8 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_connections = std::make_unique<ConnectionManager>(*this);
     m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice);
     m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_connections);
-    m_engines = {m_localDevice.get(), m_connections.get(), m_scanner.get(), m_initiator.get()};
+    m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
+    m_engines = {m_localDevice.get(), m_connections.get(), m_scanner.get(), m_initiator.get(), m_gattClient.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -228,9 +230,10 @@ void VirtualDongle::handleCommand(const Request& request)
     }
     if (route->check == Router::WholePayload && !request.isWhole()) {
         ack(module, opcode, StatusInvalidDataLength);
-        sendLog(QStringLiteral("%1: payload of %2 bytes, %3 expected")
+        sendLog(QStringLiteral("%1: payload of %2 bytes, %3%4 expected")
                     .arg(request.name())
                     .arg(request.payload().size())
+                    .arg(request.isVariable() ? QStringLiteral("at least ") : QString())
                     .arg(request.expectedLength()));
         return;
     }

@@ -18,6 +18,7 @@
 class ConnectionManager;
 class Engine;
 class FrameReader;
+class GattClientEngine;
 class InitiatorEngine;
 class LocalDeviceEngine;
 class LogFlood;
@@ -42,6 +43,7 @@ public:
     static constexpr quint8 StatusDisallowed = 15;
     static constexpr quint8 StatusNoResources = 16;
     static constexpr quint8 StatusNotSupported = 17;
+    static constexpr quint8 StatusInvalidAttValueLength = 19;
     // Results and events carry the link layer's error codes moved past the host's own by this.
     static constexpr quint8 LinkLayerStatusBase = 144;
 
@@ -69,6 +71,7 @@ public:
     ScannerEngine* scanner() const { return m_scanner.get(); }
     InitiatorEngine* initiator() const { return m_initiator.get(); }
     ConnectionManager* connections() const { return m_connections.get(); }
+    GattClientEngine* gattClient() const { return m_gattClient.get(); }
     const Router& router() const { return m_router; }
 
     // For the engines: answers to the host.
@@ -118,5 +121,6 @@ private:
     std::unique_ptr<ConnectionManager> m_connections;
     std::unique_ptr<ScannerEngine> m_scanner;
     std::unique_ptr<InitiatorEngine> m_initiator;
+    std::unique_ptr<GattClientEngine> m_gattClient;
     QVector<Engine*> m_engines;
 };

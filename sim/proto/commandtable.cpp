@@ -42,6 +42,7 @@ SimCommandTable::SimCommandTable()
     m_downlinks = load(QStringLiteral(":/sim/conf/down_link_command.xml"));
     m_uplinks = load(QStringLiteral(":/sim/conf/up_link_command.xml"));
     addHandBuilt();
+    addListUplinks();
 }
 
 QHash<QString, SimCommandTable::Command> SimCommandTable::load(const QString& path)
@@ -90,6 +91,23 @@ void SimCommandTable::addHandBuilt()
     };
     for (const Command& command : handBuilt)
         m_downlinks.insert(command.id, command);
+}
+
+// The GATT results that the tool's GATT page cuts as lists: the link, a status, a record count and
+// records back to back, each cut by its own header there. Their rows in up_link_command.xml name
+// the fields of one record without status or count; a dongle paired with the tool sends what the
+// page reads, so these layouts replace the rows.
+void SimCommandTable::addListUplinks()
+{
+    for (const char* id : {"DD@03@03", "DD@03@05", "DD@03@07", "DD@03@09", "DD@03@0B", "DD@03@0D", "DD@03@0F",
+                           "DD@03@11", "DD@03@13", "DD@03@15", "DD@03@21", "DD@03@23"}) {
+        Command& command = m_uplinks[QLatin1String(id)];
+        command.id = QLatin1String(id);
+        command.fields = {{QStringLiteral("condix"), 4, 1},
+                          {QStringLiteral("status"), 5, 1},
+                          {QStringLiteral("record_count"), 6, 2},
+                          {QStringLiteral("records"), 8, 0}};
+    }
 }
 
 const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) const

@@ -35,6 +35,7 @@ private:
     SimCommandTable();
     static QHash<QString, Command> load(const QString& path);
     void addHandBuilt();
+    void addListUplinks();
 
     QHash<QString, Command> m_downlinks;
     QHash<QString, Command> m_uplinks;

@@ -8,10 +8,22 @@ Request::Request(const SimCommandTable::Command& command, quint8 module, quint8 
 {
 }
 
+int Request::expectedLength() const
+{
+    const int fixed = m_command->fixedPayloadLength();
+    if (fixed >= 0)
+        return fixed;
+    int least = 0;
+    for (const SimCommandTable::Field& field : m_command->fields) {
+        if (field.length > 0)
+            least = qMax(least, field.index - 4 + field.length);
+    }
+    return least;
+}
+
 bool Request::isWhole() const
 {
-    const int expected = expectedLength();
-    return expected < 0 || m_payload.size() == expected;
+    return isVariable() ? m_payload.size() >= expectedLength() : m_payload.size() == expectedLength();
 }
 
 QByteArray Request::field(const QString& key) const

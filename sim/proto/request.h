@@ -17,9 +17,12 @@ public:
     QString id() const { return m_command->id; }
     QString name() const { return m_command->name; }
     const QByteArray& payload() const { return m_payload; }
-    // The payload has the length that the row's fields give; a variable row always has.
+    // The payload has the length that the row's fields give; that of a variable row holds its
+    // fixed fields at least.
     bool isWhole() const;
-    int expectedLength() const { return m_command->fixedPayloadLength(); }
+    // The payload's length, or for a variable row the least it takes.
+    int expectedLength() const;
+    bool isVariable() const { return m_command->fixedPayloadLength() < 0; }
 
     // The bytes of a field, in wire order; empty when the payload is short, and empty with a
     // message on stderr when the row lacks the key.

@@ -1,6 +1,7 @@
 #include "worldloader.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include <QFile>
@@ -38,7 +39,8 @@ const QStringList FeatureNames = {"encryption", "connectionParametersRequest", "
                                   QString(), "extendedAdvertising", "periodicAdvertising", "channelSelection2",
                                   "powerClass1", "minimumUsedChannels"};
 const QStringList PhyNames = {"1M", "2M", "coded"};
-const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs"};
+const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs", "vary"};
+const QStringList VariationKeys = {"at", "bytes", "min", "max", "step"};
 
 // A JSON value as the file writes it, for messages.
 QString valueText(const QJsonValue& value)
@@ -305,6 +307,8 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* at
         return false;
     if (notifyEveryMs > 0 && !(properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)))
         return fail(QStringLiteral("notifyEveryMs"), QStringLiteral("needs \"notify\" or \"indicate\" in \"properties\""));
+    if (characteristic.contains(QLatin1String("vary")) && !checkVariation(characteristic, value, notifyEveryMs))
+        return false;
     *attributes += 2;
     bool configured = false;
     QJsonArray descriptors;
@@ -324,6 +328,44 @@ bool WorldLoader::checkCharacteristic(const QJsonObject& characteristic, int* at
     }
     if ((properties & (AttributeDatabase::Notify | AttributeDatabase::Indicate)) && !configured)
         ++*attributes;
+    return true;
+}
+
+// A measurement that moves as it is sent: its number must lie in the value and start in its range.
+bool WorldLoader::checkVariation(const QJsonObject& characteristic, const QByteArray& value, int notifyEveryMs)
+{
+    const QJsonValue vary = characteristic.value(QLatin1String("vary"));
+    if (!vary.isObject())
+        return fail(QStringLiteral("vary"), QStringLiteral("must be an object, not %1").arg(valueText(vary)));
+    const QString characteristicPath = m_path;
+    m_path += QStringLiteral("vary.");
+    const QJsonObject object = vary.toObject();
+    int at = -1;
+    int bytes = 0;
+    int min = -1;
+    int max = -1;
+    int step = 1;
+    if (!checkKeys(object, VariationKeys) || !number(object, QStringLiteral("at"), 0, AttributeValueBytes - 1, &at)
+        || !number(object, QStringLiteral("bytes"), 1, 4, &bytes) || !number(object, QStringLiteral("min"), 0, INT_MAX, &min)
+        || !number(object, QStringLiteral("max"), 0, INT_MAX, &max) || !number(object, QStringLiteral("step"), 1, INT_MAX, &step))
+        return false;
+    for (const char* key : {"at", "bytes", "min", "max"}) {
+        if (!object.contains(QLatin1String(key)))
+            return fail(QLatin1String(key), QStringLiteral("is required"));
+    }
+    if (at + bytes > value.size())
+        return fail(QStringLiteral("bytes"), QStringLiteral("%1 at %2 run past the value's %3 bytes").arg(bytes).arg(at).arg(value.size()));
+    if (bytes < 4 && max >= (1 << (8 * bytes)))
+        return fail(QStringLiteral("max"), QStringLiteral("%1 does not fit in %2 bytes").arg(max).arg(bytes));
+    if (min > max)
+        return fail(QStringLiteral("min"), QStringLiteral("%1 is above \"max\" %2").arg(min).arg(max));
+    m_path = characteristicPath;
+    const qint64 start = AttributeDatabase::number(value, at, bytes);
+    if (start < min || start > max)
+        return fail(QStringLiteral("vary"), QStringLiteral("starts from %1 in \"value\", outside %2 to %3").arg(start).arg(min).arg(max));
+    // A measurement is taken for each notification or indication, and only then.
+    if (notifyEveryMs == 0)
+        return fail(QStringLiteral("vary"), QStringLiteral("needs \"notifyEveryMs\": a value moves as it is sent"));
     return true;
 }
 

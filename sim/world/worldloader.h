@@ -30,6 +30,7 @@ private:
     bool readDevice(const QJsonObject& object, QVector<VirtualAdvertiser>* world);
     bool checkServices(const QJsonObject& device);
     bool checkCharacteristic(const QJsonObject& characteristic, int* attributes);
+    bool checkVariation(const QJsonObject& characteristic, const QByteArray& value, int notifyEveryMs);
     bool list(const QJsonObject& object, const QString& key, QJsonArray* out);
     bool entry(const QJsonArray& array, int index, const QString& key, const QStringList& allowed, QJsonObject* out);
     bool uuid(const QJsonObject& object);

@@ -462,6 +462,11 @@ private:
             return payload == 1 && (fields.isEmpty() || fields == QVector<QPair<int, int>>{{4, 1}});
         if (!m_rows.contains(id))
             return false;
+        // The GATT page cuts these as condix, status, a record count and records, whatever their rows say.
+        static const QStringList lists = {"DD@03@03", "DD@03@05", "DD@03@07", "DD@03@09", "DD@03@0B", "DD@03@0D",
+                                          "DD@03@0F", "DD@03@11", "DD@03@13", "DD@03@15", "DD@03@21", "DD@03@23"};
+        if (lists.contains(id))
+            return payload >= 4;
         if (fields.isEmpty()) // a body that the pages cut by hand
             return true;
         int end = 4;

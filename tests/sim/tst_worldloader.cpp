@@ -117,6 +117,21 @@ private slots:
         row("notifications without notify", device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": "
                                                    "\"2A37\", \"properties\": [\"read\"], \"notifyEveryMs\": 100}]}]"),
             "device 0: \"services[0].characteristics[0].notifyEveryMs\" needs \"notify\" or \"indicate\" in \"properties\"");
+        const auto varying = [](const char* vary, const char* extra = ", \"notifyEveryMs\": 10") {
+            return device(QStringLiteral("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", "
+                                         "\"properties\": [\"notify\"], \"value\": \"0048\"%1, \"vary\": %2}]}]")
+                              .arg(extra, vary));
+        };
+        row("vary past the value", varying(R"({"at": 1, "bytes": 2, "min": 0, "max": 100})"),
+            "device 0: \"services[0].characteristics[0].vary.bytes\" 2 at 1 run past the value's 2 bytes");
+        row("vary without its range", varying(R"({"at": 1, "bytes": 1, "min": 0})"),
+            "device 0: \"services[0].characteristics[0].vary.max\" is required");
+        row("vary wider than its bytes", varying(R"({"at": 1, "bytes": 1, "min": 0, "max": 256})"),
+            "device 0: \"services[0].characteristics[0].vary.max\" 256 does not fit in 1 bytes");
+        row("vary starting outside its range", varying(R"({"at": 1, "bytes": 1, "min": 80, "max": 90})"),
+            "device 0: \"services[0].characteristics[0].vary\" starts from 72 in \"value\", outside 80 to 90");
+        row("vary of a value never sent", varying(R"({"at": 1, "bytes": 1, "min": 60, "max": 90})", ""),
+            "device 0: \"services[0].characteristics[0].vary\" needs \"notifyEveryMs\": a value moves as it is sent");
         row("descriptor with a misspelt key",
             device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", \"descriptors\": "
                    "[{\"uuid\": \"2902\", \"valeu\": \"0000\"}]}]}]"),
@@ -171,6 +186,7 @@ private slots:
         QTest::newRow("default.json") << "default.json" << 6;
         QTest::newRow("example.json") << "example.json" << 8;
         QTest::newRow("crowd-1000.json") << "crowd-1000.json" << 1000;
+        QTest::newRow("gatt-bench.json") << "gatt-bench.json" << 5;
     }
     void shippedWorlds()
     {
@@ -210,11 +226,15 @@ private slots:
         QStringList layout;
         for (const AttributeDatabase::Attribute& a : database.attributes())
             layout.append(QStringLiteral("%1 %2 %3").arg(a.handle).arg(QString(a.type.toHex()), QString(a.value.toHex())));
-        QCOMPARE(layout, QStringList({"1 0028 0918", "2 0328 2003001c2a", "3 1c2a 00a40100fe", "4 0229 0000",
-                                      "5 0129 426f64792074656d7065726174757265", "6 0328 0207001d2a", "7 1d2a 02",
-                                      "8 0328 2a0900212a", "9 212a 0a00", "10 0229 0000", "11 0629 01002c01"}));
+        QCOMPARE(layout, QStringList({"1 0028 0018", "2 0328 020300002a", "3 002a 54617276696e6520546865726d6f",
+                                      "4 0328 020500012a", "5 012a 0003", "6 0028 0a18", "7 0328 020800292a",
+                                      "8 292a 54617276696e65", "9 0328 020a00242a", "10 242a 54482d31", "11 0028 0918",
+                                      "12 0328 200d001c2a", "13 1c2a 00700100ff", "14 0229 0000",
+                                      "15 0129 426f64792074656d7065726174757265", "16 0328 0211001d2a", "17 1d2a 02",
+                                      "18 0328 2a1300212a", "19 212a 0100", "20 0229 0000", "21 0629 01002c01"}));
         const AttributeDatabase heartRate(WorldLoader::defaultWorld().at(0).services);
-        QCOMPARE(heartRate.attributes().at(3).type, QByteArray::fromHex("0229")); // added after 2A37's value
+        QCOMPARE(heartRate.attributes().at(15).type, QByteArray::fromHex("0229")); // added after 2A37's value
+        QCOMPARE(heartRate.attributes().at(15).valueHandle, quint16(15));
         const Link* first = reinterpret_cast<const Link*>(0x10);
         const Link* second = reinterpret_cast<const Link*>(0x20);
         AttributeDatabase perLink(heartRate);
