@@ -11,7 +11,6 @@
 #include <functional>
 #include <memory>
 
-#include <time.h>
 #include <unistd.h>
 
 #include <QApplication>
@@ -35,6 +34,8 @@
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 
+#include "guigapmeter.h"
+
 namespace {
 
 constexpr int kDongles = 5;
@@ -49,13 +50,6 @@ double residentMegabytes()
 }
 
 // Runs the event loop until `done` holds or the time is up.
-qint64 guiThreadCpuMs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return qint64(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
 // Runs the event loop until done() or the time is up. The loop sleeps between events: a spinning
 // wait would take a core from the receive threads and the simulator, which the run measures.
 bool waitFor(const std::function<bool()>& done, int ms)
@@ -347,21 +341,8 @@ int main(int argc, char* argv[])
     dongleTabs->setCurrentIndex(0);
     window.tabs().at(0).first->findChild<QTabWidget*>(QStringLiteral("tabWidget_log"))->setCurrentIndex(1);
 
-    // With each gap, how much of it the GUI thread itself ran: the rest it waited for a core.
-    QElapsedTimer sinceTick;
-    qint64 minuteGap = 0, minuteGapBusy = 0, busyAtTick = guiThreadCpuMs();
-    QTimer gapTimer;
-    gapTimer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&gapTimer, &QTimer::timeout, [&] {
-        const qint64 gap = sinceTick.restart(), busy = guiThreadCpuMs();
-        if (gap > minuteGap) {
-            minuteGap = gap;
-            minuteGapBusy = busy - busyAtTick;
-        }
-        busyAtTick = busy;
-    });
-    sinceTick.start();
-    gapTimer.start(10);
+    GuiGapMeter gaps;
+    gaps.start();
 
     const auto total = [&tabs](qint64 SoakTab::*count) {
         qint64 sum = 0;
@@ -376,8 +357,7 @@ int main(int argc, char* argv[])
     for (int minute = 1; minute <= minutes; ++minute) {
         const qint64 frames = total(&SoakTab::frames), lines = total(&SoakTab::logLines),
                      reports = total(&SoakTab::reports);
-        minuteGap = 0;
-        minuteGapBusy = 0;
+        gaps.reset();
         QElapsedTimer clock;
         clock.start();
         waitFor([&clock] { return clock.elapsed() >= 60000; }, 61000);
@@ -386,9 +366,10 @@ int main(int argc, char* argv[])
         std::printf("%6d  %8.0f  %18.0f  %14.0f  %5lld  %11.1f  %18lld  %15lld\n", minute,
                     (total(&SoakTab::frames) - frames) / seconds, (total(&SoakTab::logLines) - lines) / seconds,
                     (total(&SoakTab::reports) - reports) / seconds, static_cast<long long>(total(&SoakTab::links)),
-                    memory, static_cast<long long>(minuteGap), static_cast<long long>(minuteGapBusy));
+                    memory, static_cast<long long>(gaps.longestGapMs()),
+                    static_cast<long long>(gaps.longestGapBusyMs()));
         std::fflush(stdout);
-        worstGap = std::max(worstGap, minuteGap);
+        worstGap = std::max(worstGap, gaps.longestGapMs());
         if (minute == 1)
             memoryAfterFirst = memory;
         memoryAtEnd = memory;
