@@ -101,7 +101,6 @@ CGapCmdWidget::CGapCmdWidget(CMsg* msg, LogManager* logger, FieldValueMap* confi
     layout->addWidget(diagram);
 
     fillProcTable();
-    buildForms();
     fillDiagram(interval, latency, supervisionTimeout);
     // Never stopped: ticks do nothing unless a change of parameters is pending.
     connect(&updateTimer, &QTimer::timeout, this, &CGapCmdWidget::on_timeout);
@@ -140,8 +139,22 @@ void CGapCmdWidget::fillProcTable()
     };
 }
 
+const QList<CCommandUiWidget*>& CGapCmdWidget::forms()
+{
+    buildForms();
+    return m_forms;
+}
+
+void CGapCmdWidget::showEvent(QShowEvent* event)
+{
+    buildForms();
+    QWidget::showEvent(event);
+}
+
 void CGapCmdWidget::buildForms()
 {
+    if (!m_forms.isEmpty())
+        return;
     for (const UiInfo& info : CCfgFileParse::instance()->m_downlinkUiInfoVec) {
         if (info.father != QLatin1String("GAP"))
             continue;
@@ -227,6 +240,7 @@ void CGapCmdWidget::getCmdProc(const QByteArray& frame)
         return;
     }
     const QString name = CCfgFileParse::instance()->m_uplinkIdToName.value(CCommand::uplinkId(frame));
+    buildForms(); // a result can come before the page was ever shown
     for (int i = 0; i < m_formsLayout->count(); ++i) {
         auto* form = qobject_cast<CCommandUiWidget*>(m_formsLayout->itemAt(i)->widget());
         if (!form) {

@@ -34,7 +34,9 @@ public:
     void setLinkState(int state) override;
 
     DiagramWidget* diagramWidget() const { return diagram; }
-    const QList<CCommandUiWidget*>& forms() const { return m_forms; }
+    // Built when the page is first shown or asked for: a new connection's tab opens on its GATT
+    // page, and building every form at once held up the uplinks of all dongles.
+    const QList<CCommandUiWidget*>& forms();
 
 signals:
     void sig_showDongleTab(QString dongleName);
@@ -43,6 +45,9 @@ public slots:
     void onRcvMsg(const QByteArray& rcvMsg);
     void on_receiveUpdateRequest();
     void on_timeout();
+
+protected:
+    void showEvent(QShowEvent* event) override;
 
 private:
     void fillProcTable();

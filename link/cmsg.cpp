@@ -4,6 +4,9 @@
 
 #include <unistd.h>
 
+#include <QElapsedTimer>
+#include <QMutexLocker>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -22,18 +25,30 @@ CMsg::CMsg(LogManager* logger, QObject* parent)
     , m_portThread(new SerialPortThread(this))
     , m_logger(logger)
 {
-    connect(m_portThread, &SerialPortThread::sig_rcvCommonMsg, this, &CMsg::sig_rcvCommonMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvGapMsg, this, &CMsg::sig_rcvGapMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvSmMsg, this, &CMsg::sig_rcvSmMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvGattMsg, this, &CMsg::sig_rcvGattMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvL2capMsg, this, &CMsg::sig_rcvL2capMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvRfuMsg, this, &CMsg::sig_rcvRfuMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvBIGCIGMsg, this, &CMsg::sig_rcvBIGCIGMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvDownLoadMsg, this, &CMsg::sig_rcvDownLoadMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvDongleLog, this, &CMsg::sig_rcvDongleLog);
-    connect(m_portThread, &SerialPortThread::sig_rcvLCPMsg, this, &CMsg::on_rcvLCPMsg);
-    connect(m_portThread, &SerialPortThread::sig_rcvIDTMsg, this, &CMsg::on_rcvIDTMsg);
+    const std::pair<void (SerialPortThread::*)(QByteArray), Delivery> routes[] = {
+        {&SerialPortThread::sig_rcvCommonMsg, &CMsg::sig_rcvCommonMsg},
+        {&SerialPortThread::sig_rcvGapMsg, &CMsg::sig_rcvGapMsg},
+        {&SerialPortThread::sig_rcvSmMsg, &CMsg::sig_rcvSmMsg},
+        {&SerialPortThread::sig_rcvGattMsg, &CMsg::sig_rcvGattMsg},
+        {&SerialPortThread::sig_rcvL2capMsg, &CMsg::sig_rcvL2capMsg},
+        {&SerialPortThread::sig_rcvRfuMsg, &CMsg::sig_rcvRfuMsg},
+        {&SerialPortThread::sig_rcvBIGCIGMsg, &CMsg::sig_rcvBIGCIGMsg},
+        {&SerialPortThread::sig_rcvDownLoadMsg, &CMsg::sig_rcvDownLoadMsg},
+        {&SerialPortThread::sig_rcvDongleLog, &CMsg::sig_rcvDongleLog},
+        {&SerialPortThread::sig_rcvLCPMsg, &CMsg::on_rcvLCPMsg},
+        {&SerialPortThread::sig_rcvIDTMsg, &CMsg::on_rcvIDTMsg},
+    };
+    // One queue for every kind, so that uplinks keep their order whatever their module.
+    for (const auto& route : routes) {
+        const Delivery delivery = route.second;
+        connect(m_portThread, route.first, this,
+                [this, delivery](const QByteArray& frame) { receive(delivery, frame); }, Qt::DirectConnection);
+    }
     connect(m_portThread, &SerialPortThread::sig_log, this, &CMsg::processPortThreadLog);
+
+    m_deliveryTimer = new QTimer(this);
+    m_deliveryTimer->setSingleShot(true);
+    connect(m_deliveryTimer, &QTimer::timeout, this, &CMsg::deliver);
 }
 
 CMsg::~CMsg()
@@ -151,6 +166,49 @@ void CMsg::onSendTimer()
     const QByteArray frame = m_sendQueue->takeFirst();
     if (writeFrame(frame) != 0)
         log(QStringLiteral("Send msg by serial port failed."), 1);
+}
+
+int CMsg::undelivered() const
+{
+    QMutexLocker lock(&m_receivedMutex);
+    return int(m_received.size());
+}
+
+void CMsg::receive(Delivery delivery, const QByteArray& frame)
+{
+    QMutexLocker lock(&m_receivedMutex);
+    m_received.emplace_back(delivery, frame);
+    if (!m_deliveryDue) {
+        m_deliveryDue = true;
+        QMetaObject::invokeMethod(this, &CMsg::deliver, Qt::QueuedConnection);
+    }
+}
+
+void CMsg::deliver()
+{
+    QElapsedTimer spent;
+    spent.start();
+    const QPointer<CMsg> alive(this); // a receiver may close the tab that owns this port
+    for (;;) {
+        std::pair<Delivery, QByteArray> next;
+        {
+            QMutexLocker lock(&m_receivedMutex);
+            if (m_received.empty()) {
+                m_deliveryDue = false;
+                return;
+            }
+            next = std::move(m_received.front());
+            m_received.pop_front();
+        }
+        (this->*next.first)(next.second);
+        if (!alive)
+            return;
+        if (spent.elapsed() >= DeliveryBudgetMs) {
+            // A timer, unlike a posted call, waits for the timers and paint events already due.
+            m_deliveryTimer->start(0);
+            return;
+        }
+    }
 }
 
 void CMsg::on_rcvLCPMsg(QByteArray msg)

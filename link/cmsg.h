@@ -1,9 +1,12 @@
 #pragma once
 
+#include <deque>
 #include <memory>
+#include <utility>
 
 #include <QByteArray>
 #include <QList>
+#include <QMutex>
 #include <QObject>
 #include <QString>
 
@@ -13,7 +16,7 @@ class QTimer;
 class SerialPortThread;
 
 // The serial port of one dongle: opens and closes it, paces downlink frames one per 100 ms tick,
-// and re-emits the receive thread's uplink frames on the GUI thread.
+// and re-emits the receive thread's uplink frames on the GUI thread, in their order of arrival.
 class CMsg : public QObject
 {
     Q_OBJECT
@@ -21,6 +24,10 @@ class CMsg : public QObject
 
 public:
     static constexpr int SendInterval = 100;
+    // Uplinks are handed on for at most this long at a time; then timers and painting get their
+    // turn before the rest. Queued signals would be delivered all in one go, however many a
+    // flood had piled up, and stall the GUI for as long.
+    static constexpr int DeliveryBudgetMs = 8;
 
     // The logger is not owned and may be null.
     explicit CMsg(LogManager* logger, QObject* parent = nullptr);
@@ -37,6 +44,8 @@ public:
     bool isOpen() const;
     // Bytes of frames already sent that the driver has not taken yet.
     int pendingBytes() const { return m_pendingOut.size(); }
+    // Uplinks received and not yet handed on.
+    int undelivered() const;
 
 signals:
     void sig_rcvCommonMsg(QByteArray msg);
@@ -62,6 +71,11 @@ public slots:
     void processPortThreadLog(QString text, int level);
 
 private:
+    using Delivery = void (CMsg::*)(QByteArray);
+
+    // On the receive thread.
+    void receive(Delivery delivery, const QByteArray& frame);
+    void deliver();
     void log(const QString& text, int level);
     int failOpen(const QString& text);
     int writeFrame(const QByteArray& frame);
@@ -82,4 +96,9 @@ private:
     // out when the port is writable, before the next frame, like a pending overlapped write.
     QByteArray m_pendingOut;
     QSocketNotifier* m_writeNotifier = nullptr;
+
+    mutable QMutex m_receivedMutex;
+    std::deque<std::pair<Delivery, QByteArray>> m_received;
+    bool m_deliveryDue = false;
+    QTimer* m_deliveryTimer = nullptr;
 };

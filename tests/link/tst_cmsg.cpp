@@ -7,8 +7,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QThread>
+#include <QTimer>
 #include <QtTest>
 
 #include "capturelogger.h"
@@ -240,6 +242,31 @@ private slots:
                                   "download 444701020300aabbccc1", "dongle ff010003006f6b21",
                                   "lcp cc0901010011", "idt dd0a050000"}));
         QVERIFY(m_capture->contains(badHeader("31").mid(5), 1));
+    }
+
+    // A pile of uplinks whose handling is slow is handed on in slices, a timer getting its turn
+    // between them; none is lost or overtaken.
+    void floodIsHandedOnInSlices()
+    {
+        constexpr int kFrames = 40;
+        QVector<int> order;
+        connect(m_msg, &CMsg::sig_rcvGapMsg, this, [&order](const QByteArray& frame) {
+            QElapsedTimer handling; // a page that takes a millisecond for each frame
+            handling.start();
+            while (handling.elapsed() < 1) {
+            }
+            order << quint8(frame.at(5));
+        });
+        SerialPortThread* port = m_msg->findChild<SerialPortThread*>();
+        for (int i = 0; i < kFrames; ++i)
+            emit port->sig_rcvGapMsg(bytes("dd0102010000").replace(5, 1, QByteArray(1, char(i))));
+        int handedOnBeforeTimer = -1;
+        QTimer::singleShot(0, this, [&] { handedOnBeforeTimer = order.size(); });
+        QTRY_COMPARE(order.size(), kFrames);
+        QVERIFY2(handedOnBeforeTimer >= 0 && handedOnBeforeTimer < kFrames,
+                 qPrintable(QString::number(handedOnBeforeTimer)));
+        for (int i = 0; i < kFrames; ++i)
+            QCOMPARE(order.at(i), i);
     }
 
     // The frame parser on its own, fed each stream whole, cut in two at every offset, and byte by byte.
