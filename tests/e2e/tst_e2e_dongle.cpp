@@ -140,8 +140,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(tab->config().contains("profile"), 10000);
         m_window->grab().save(SCREENSHOT_DIR "e2e_connected.png");
 
-        // A heartbeat a second. One may wait a tick or two behind other frames in the send queue,
-        // so the pace is judged over several of them.
+        // A heartbeat a second. Any one may wait behind other frames in the send queue, or for a
+        // busy machine, which shortens the interval after it: over several, the late ones may
+        // take back at most one second between them.
         QVector<qint64> sentAt;
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
@@ -153,8 +154,10 @@ private slots:
                 return sentAt.size() >= 4;
             }(),
             10000);
-        const qint64 meanInterval = (sentAt.last() - sentAt.first()) / (sentAt.size() - 1);
-        QVERIFY2(meanInterval >= 900, qPrintable(QString::number(meanInterval)));
+        const qint64 spread = sentAt.last() - sentAt.first();
+        QVERIFY2(spread >= (sentAt.size() - 2) * 1000, qPrintable(QStringLiteral("%1 heartbeats in %2 ms")
+                                                                       .arg(sentAt.size())
+                                                                       .arg(spread)));
 
         // Unanswered heartbeats: reported dead about twenty seconds later, the port kept open.
         QString report;
