@@ -418,16 +418,24 @@ void CGattWidget::storeCharacteristic(quint16 handle, const GattAttribute& attri
         store(quint16(handle + 1), placeholder(quint16(handle + 1)));
 }
 
+bool CGattWidget::parseWithHandle(const QByteArray& frame, const char* handleKey, UplinkFieldMap& fields,
+                                  quint16& handle)
+{
+    if (!parseOwn(frame, fields))
+        return false;
+    if (!readHandle(fields.value(QLatin1String(handleKey)), 0, &handle)) {
+        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
+        return false;
+    }
+    return true;
+}
+
 void CGattWidget::serviceProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
     quint16 handle = 0;
-    if (!parseOwn(frame, fields))
+    if (!parseWithHandle(frame, "start_handle", fields, handle))
         return;
-    if (!readHandle(fields.value(QStringLiteral("start_handle")), 0, &handle)) {
-        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
-        return;
-    }
     store(handle, declaration(handle, PrimaryService,
                               fields.value(QStringLiteral("start_handle")) + fields.value(QStringLiteral("end_handle"))
                                   + fields.value(QStringLiteral("service_UUID"))));
@@ -438,12 +446,8 @@ void CGattWidget::includeProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
     quint16 handle = 0;
-    if (!parseOwn(frame, fields))
+    if (!parseWithHandle(frame, "attr_hdl", fields, handle))
         return;
-    if (!readHandle(fields.value(QStringLiteral("attr_hdl")), 0, &handle)) {
-        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
-        return;
-    }
     store(handle, declaration(handle, Include,
                               fields.value(QStringLiteral("start_handle")) + fields.value(QStringLiteral("end_handle"))
                                   + fields.value(QStringLiteral("service_UUID"))));
@@ -454,12 +458,8 @@ void CGattWidget::characteristicProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
     quint16 handle = 0;
-    if (!parseOwn(frame, fields))
+    if (!parseWithHandle(frame, "handle", fields, handle))
         return;
-    if (!readHandle(fields.value(QStringLiteral("handle")), 0, &handle)) {
-        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
-        return;
-    }
     storeCharacteristic(handle, declaration(handle, Characteristic,
                                             fields.value(QStringLiteral("properties"))
                                                 + fields.value(QStringLiteral("value_handle"))
@@ -471,12 +471,8 @@ void CGattWidget::descriptorProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
     quint16 handle = 0;
-    if (!parseOwn(frame, fields))
+    if (!parseWithHandle(frame, "handle", fields, handle))
         return;
-    if (!readHandle(fields.value(QStringLiteral("handle")), 0, &handle)) {
-        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
-        return;
-    }
     store(handle, descriptor(handle, fields.value(QStringLiteral("descriptor_UUID"))));
     tableModel->build(false);
 }
@@ -609,12 +605,8 @@ void CGattWidget::notificationProc(const QByteArray& frame)
 {
     UplinkFieldMap fields;
     quint16 handle = 0;
-    if (!parseOwn(frame, fields))
+    if (!parseWithHandle(frame, "handle", fields, handle))
         return;
-    if (!readHandle(fields.value(QStringLiteral("handle")), 0, &handle)) {
-        m_logger->log(QStringLiteral("GATT receive msg is wrong."), 4);
-        return;
-    }
     showValue(handle, fields.value(QStringLiteral("value")));
 }
 

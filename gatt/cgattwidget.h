@@ -76,6 +76,8 @@ private:
     int walkNotifications(bool enable, bool readBack);
     // Parses a frame of this panel's link and logs it; false for another link or a bad frame.
     bool parseOwn(const QByteArray& frame, UplinkFieldMap& fields);
+    // parseOwn, then the handle under that key; one that can't be read is logged.
+    bool parseWithHandle(const QByteArray& frame, const char* handleKey, UplinkFieldMap& fields, quint16& handle);
     void store(quint16 handle, const GattAttribute& attribute);
     // A characteristic's declaration, and a placeholder in the slot after it for its value.
     void storeCharacteristic(quint16 handle, const GattAttribute& attribute);
