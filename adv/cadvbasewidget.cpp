@@ -361,6 +361,16 @@ bool CAdvBaseWidget::refuseMarked(const QByteArray& data, const QString& text, c
     return true;
 }
 
+bool CAdvBaseWidget::takeAdvertisingData(QByteArray& adv, QByteArray& rsp)
+{
+    adv = m_AdvDataWidget->advertisingData();
+    if (refuseMarked(adv, QStringLiteral("Advertising data is wrong."), QStringLiteral("Advertising data is wrong.")))
+        return false;
+    rsp = m_AdvDataWidget->scanResponseData();
+    return !refuseMarked(rsp, QStringLiteral("Advertising data response is wrong."),
+                         QStringLiteral("Advertising data response is wrong."));
+}
+
 bool CAdvBaseWidget::sendDataFrame(quint8 opcode, const QString& name, const QByteArray& payload)
 {
     QByteArray frame;

@@ -110,6 +110,9 @@ protected:
     bool sendParameterSet(const QString& command, const FieldValueMap& fields, const QString& wrongText);
     // A payload equal to the editor's error marker is shown with `text` and logged as `logText`.
     bool refuseMarked(const QByteArray& data, const QString& text, const QString& logText);
+    // The editor's advertising and scan response payloads; false, with the refusal shown, when
+    // either is marked wrong.
+    bool takeAdvertisingData(QByteArray& adv, QByteArray& rsp);
     // The payload frames are no schema commands: the page builds them itself, and logs them as
     // the codec logs a command.
     bool sendDataFrame(quint8 opcode, const QString& name, const QByteArray& payload);

@@ -157,12 +157,9 @@ bool CAdvExtendWidget::sendParameters(QByteArray advIndex)
 
 bool CAdvExtendWidget::sendData(QByteArray advIndex)
 {
-    const QByteArray adv = m_AdvDataWidget->advertisingData();
-    if (refuseMarked(adv, QStringLiteral("Advertising data is wrong."), QStringLiteral("Advertising data is wrong.")))
-        return false;
-    const QByteArray rsp = m_AdvDataWidget->scanResponseData();
-    if (refuseMarked(rsp, QStringLiteral("Advertising data response is wrong."),
-                     QStringLiteral("Advertising data response is wrong.")))
+    QByteArray adv;
+    QByteArray rsp;
+    if (!takeAdvertisingData(adv, rsp))
         return false;
 
     QByteArray payload = CUtil::fitArray(advIndex, 1);

@@ -208,12 +208,9 @@ bool CAdvLegacyWidget::sendParameters(QByteArray advIndex)
 
 bool CAdvLegacyWidget::sendData(QByteArray advIndex)
 {
-    const QByteArray adv = m_AdvDataWidget->advertisingData();
-    if (refuseMarked(adv, QStringLiteral("Advertising data is wrong."), QStringLiteral("Advertising data is wrong.")))
-        return false;
-    const QByteArray rsp = m_AdvDataWidget->scanResponseData();
-    if (refuseMarked(rsp, QStringLiteral("Advertising data response is wrong."),
-                     QStringLiteral("Advertising data response is wrong.")))
+    QByteArray adv;
+    QByteArray rsp;
+    if (!takeAdvertisingData(adv, rsp))
         return false;
 
     // Legacy payloads are short: one length byte each.

@@ -139,12 +139,9 @@ bool CAdvPeriodicWidget::sendParameters(QByteArray advIndex)
 
 bool CAdvPeriodicWidget::sendData(QByteArray advIndex)
 {
-    const QByteArray adv = m_AdvDataWidget->advertisingData();
-    if (refuseMarked(adv, QStringLiteral("Advertising data is wrong."), QStringLiteral("Advertising data is wrong.")))
-        return false;
-    const QByteArray rsp = m_AdvDataWidget->scanResponseData();
-    if (refuseMarked(rsp, QStringLiteral("Advertising data response is wrong."),
-                     QStringLiteral("Advertising data response is wrong.")))
+    QByteArray adv;
+    QByteArray rsp;
+    if (!takeAdvertisingData(adv, rsp))
         return false;
     const QByteArray periodic = m_AdvDataWidget->periodicData();
     if (refuseMarked(periodic, QStringLiteral("Periodic data is wrong."), QStringLiteral("Periodic data is wrong")))
