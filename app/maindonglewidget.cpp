@@ -8,6 +8,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "adv/advertisingwidget.h"
 #include "app/cselectdongledlg.h"
 #include "app/flat/caboutdialog.h"
 #include "app/flat/cflatmessage.h"
@@ -154,6 +155,7 @@ void MainDongleWidget::buildPages()
     onConnectionStatusChanged(false);
 
     m_connectionWidget = new CConnectionWidget(m_msg, m_logger, m_config, &m_dongleName, this);
+    m_advertisingWidget = new advertisingWidget(m_msg, m_logger, m_config, this);
     m_toolLogWidget = new CLogWidget(m_msg, m_logger, 0);
     m_toolLogWidget->setTitle("Tool Log");
     m_dongleLogWidget = new CLogWidget(m_msg, m_logger, 1);
@@ -163,6 +165,7 @@ void MainDongleWidget::buildPages()
     m_logger->addDongleLogger(
         new TextBrowserLogger("dongle_text_browser_logger", m_dongleLogWidget->textBrowser()));
     ui->tabMaster->layout()->addWidget(m_connectionWidget);
+    ui->tabSlave->layout()->addWidget(m_advertisingWidget);
     connect(m_connectionWidget, &CConnectionWidget::connectSuccess, this, &MainDongleWidget::on_connectSuccess);
     connect(this, &MainDongleWidget::sig_OpenLCP, this, &MainDongleWidget::onOpenLCP);
     connect(this, &MainDongleWidget::sig_OpenIDT, this, &MainDongleWidget::onOpenIDT);
@@ -170,6 +173,7 @@ void MainDongleWidget::buildPages()
             &MainDongleWidget::on_disConnectRequest);
     connect(m_msg, &CMsg::sig_rcvCommonMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvGapMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
+    connect(m_msg, &CMsg::sig_rcvGapMsg, m_advertisingWidget, &advertisingWidget::onRcvMsg);
 
     ui->tabToolLog->layout()->addWidget(m_toolLogWidget);
     ui->tabDongleLog->layout()->addWidget(m_dongleLogWidget);
@@ -335,6 +339,8 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
     ui->tabWidget->setCurrentIndex(0);
     if (m_connectionWidget)
         m_connectionWidget->reset();
+    if (m_advertisingWidget)
+        m_advertisingWidget->reset();
     if (!m_downloadStarted)
         m_heartBeat->restart();
     sendStartupSequence();
@@ -545,15 +551,15 @@ void MainDongleWidget::on_sendCommand()
 }
 
 // Settings can't change under a link, a scan or an automatic connection in progress.
-// Five conditions, in this order; two wait for the pages that own them:
+// Five conditions, in this order; one waits for the page that owns it:
 // connections, [periodic sync views other than the idle 0xFF entry: the sync page], scanning,
-// [a running set in the Slave page's advertising list: the advertising page], auto connect.
+// a running advertising set, auto connect.
 bool MainDongleWidget::isAirActionOn() const
 {
     if (!m_connectionWidget)
         return false;
     return m_connectionWidget->connectionCount() > 0 || m_connectionWidget->isScanning()
-           || m_connectionWidget->isAutoConnecting();
+           || m_advertisingWidget->hasRunningSet() || m_connectionWidget->isAutoConnecting();
 }
 
 QTabWidget* MainDongleWidget::pageTabs() const

@@ -7,6 +7,7 @@
 
 #include "schema/uplinkdispatch.h"
 
+class advertisingWidget;
 class CConnectionWidget;
 class CHeartBeat;
 class CLayerWidget;
@@ -44,6 +45,7 @@ public:
     CMsg* msg() const { return m_msg; }
     LogManager* logger() const { return m_logger; }
     CConnectionWidget* connectionWidget() const { return m_connectionWidget; }
+    advertisingWidget* advertisingPage() const { return m_advertisingWidget; }
     QTabWidget* pageTabs() const;
 
     void notifySerialPortArrived(const QString& portName);
@@ -113,6 +115,7 @@ private:
     UplinkTable<MainDongleWidget> procTable;
     CSelectDongleDialog* m_selectDialog = nullptr;
     CConnectionWidget* m_connectionWidget = nullptr;
+    advertisingWidget* m_advertisingWidget = nullptr;
     QWidget* m_lcpPage = nullptr;
     QWidget* m_idtPage = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;

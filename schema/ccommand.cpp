@@ -100,6 +100,13 @@ QString uplinkName(const QByteArray& frame)
 
 enum class StatusKind { Sdk, Complete };
 
+QString resultText(StatusKind kind, const QByteArray& frame, int status)
+{
+    const bool sdk = kind == StatusKind::Sdk;
+    return QLatin1String(sdk ? "[SDK Result] Uplink Command Name:" : "[Complete Result] Uplink Command Name:")
+        + uplinkName(frame) + QLatin1String(" Result:") + CCommand::statusWord(sdk ? "SDK_STATUS_RSP" : "STATUS_RSP", status);
+}
+
 void statusProc(LogManager* logger, const QByteArray& frame, const char* procName, StatusKind kind,
                 bool last)
 {
@@ -114,12 +121,7 @@ void statusProc(LogManager* logger, const QByteArray& frame, const char* procNam
     const int status = static_cast<quint8>(frame.at(5));
     if (!last && status == 0)
         return;
-    const bool sdk = kind == StatusKind::Sdk;
-    const QString text = QLatin1String(sdk ? "[SDK Result] Uplink Command Name:"
-                                           : "[Complete Result] Uplink Command Name:")
-        + uplinkName(frame) + QLatin1String(" Result:")
-        + CCommand::statusWord(sdk ? "SDK_STATUS_RSP" : "STATUS_RSP", status);
-    writeLog(logger, text, last && status == 0 ? 2 : 4);
+    writeLog(logger, resultText(kind, frame, status), last && status == 0 ? 2 : 4);
 }
 
 QString uplinkHead(const QByteArray& frame)
@@ -344,6 +346,11 @@ void CCommand::logUplinkResult(LogManager* logger, const QByteArray& frame, int 
              QLatin1String("Uplink Command Name:") + uplinkName(frame) + QLatin1String(" Result:")
                  + statusWord("STATUS_RSP", status),
              4);
+}
+
+void CCommand::logCompleteResult(LogManager* logger, const QByteArray& frame, int status)
+{
+    writeLog(logger, resultText(StatusKind::Complete, frame, status), 4);
 }
 
 void CCommand::logSendFailed(LogManager* logger, const QString& commandName)

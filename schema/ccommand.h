@@ -552,6 +552,8 @@ public:
     static void logUplink(LogManager* logger, const QByteArray& frame, const UplinkFieldMap& fields);
     static void logUplinkRaw(LogManager* logger, const QByteArray& frame);
     static void logUplinkResult(LogManager* logger, const QByteArray& frame, int status);
+    // "[Complete Result] Uplink Command Name:..." for an event that carries a status of its own.
+    static void logCompleteResult(LogManager* logger, const QByteArray& frame, int status);
     static void logSendFailed(LogManager* logger, const QString& commandName);
 
     static QString uuidDisplayText(const QByteArray& bytes);
