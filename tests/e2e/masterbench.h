@@ -15,39 +15,61 @@
 #include "link/cmsg.h"
 #include "simprocess.h"
 
-// The tool's window, with the default settings, on one simulated dongle of the default world,
+// The tool's window, with the default settings, on simulated dongles of the default world, one
 // driven at its Master page as a user does: scanning, the device table's rows, the buttons.
 class MasterBench
 {
 public:
-    // In the working directory, where MainWindow keeps config.ini. A failed check fails the test
-    // that calls this, which then does not run.
-    void start()
+    // In the working directory, where MainWindow keeps config.ini: one dongle tab per name, each
+    // on its own simulated dongle, the first one driven by the helpers below until use() says
+    // otherwise. A failed check fails the test that calls this, which then does not run.
+    void start(const QStringList& dongles = {"Bench"})
     {
         // MainWindow writes its settings back at exit: start every test from the defaults.
         QSettings config("config.ini", QSettings::IniFormat);
         config.clear();
-        config.setValue("Bench/TabWidgetNumber", 0);
+        for (int i = 0; i < dongles.size(); ++i)
+            config.setValue(dongles.at(i) + "/TabWidgetNumber", i);
         config.sync();
 
-        sim = std::make_unique<SimProcess>(QStringList{"--dongles", "1"});
-        QVERIFY(sim->readLine().startsWith("ttySIM0 -> "));
+        sim = std::make_unique<SimProcess>(QStringList{"--dongles", QString::number(dongles.size())});
+        for (int i = 0; i < dongles.size(); ++i)
+            QVERIFY(sim->readLine().startsWith(QString("ttySIM%1 -> ").arg(i)));
         window = std::make_unique<MainWindow>();
         window->resize(1400, 800);
         window->show();
-        tab = window->firstDongle();
-        page = tab->connectionWidget();
-        QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
-        tab->onConnectionStatusChanged(true);
+        for (int i = 0; i < dongles.size(); ++i) {
+            MainDongleWidget* dongle = this->dongle(dongles.at(i));
+            QVERIFY(dongle);
+            QCOMPARE(dongle->msg()->openPort(QString("ttySIM%1").arg(i)), 0);
+            dongle->onConnectionStatusChanged(true);
+        }
         // The answer to the last start-up query but one fills "profile".
-        QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+        for (const QString& name : dongles)
+            QTRY_VERIFY_WITH_TIMEOUT(!dongle(name)->config().value("profile").toByteArray().isEmpty(), 10000);
+        use(dongle(dongles.first()));
     }
     ~MasterBench()
     {
-        if (tab)
-            tab->prepareDelete();
+        if (window) {
+            for (const auto& dongle : window->tabs())
+                dongle.first->prepareDelete();
+        }
         window.reset();
         sim.reset();
+    }
+
+    MainDongleWidget* dongle(const QString& name) const
+    {
+        for (const auto& dongle : window->tabs())
+            if (dongle.second == name)
+                return dongle.first;
+        return nullptr;
+    }
+    void use(MainDongleWidget* dongle)
+    {
+        tab = dongle;
+        page = dongle->connectionWidget();
     }
 
     QToolButton* button(const char* name) const { return page->findChild<QToolButton*>(name); }
@@ -67,9 +89,10 @@ public:
                 return page->model()->index(row, c);
         return QModelIndex();
     }
-    int rowOf(const QString& address) const
+    // The first row with this text in the column; -1 when none has it.
+    int rowOf(const QString& text, const QString& column = "Bluetooth Address") const
     {
-        const auto hits = page->model()->match(at(0, "Bluetooth Address"), Qt::DisplayRole, address, 1, Qt::MatchExactly);
+        const auto hits = page->model()->match(at(0, column), Qt::DisplayRole, text, 1, Qt::MatchExactly);
         return hits.isEmpty() ? -1 : hits.first().row();
     }
     QString cell(int row, const QString& title) const { return at(row, title).data().toString(); }
