@@ -100,6 +100,12 @@ advertisingWidget::advertisingWidget(CMsg* msg, LogManager* logger, FieldValueMa
     connect(btnConnAdvBIG, &QPushButton::clicked, this, &advertisingWidget::on_btnConnAdvBIG_clicked);
     connect(btnClearAdvList, &QPushButton::clicked, this, &advertisingWidget::on_btnClearAdvList_clicked);
     connect(tableView_advList, &QTableView::pressed, this, &advertisingWidget::on_tableView_advListClicked);
+    // The arrow keys move the current row too, and the page and buttons must follow it.
+    connect(tableView_advList->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid())
+                    on_tableView_advListClicked(current);
+            });
     connect(this, &advertisingWidget::advTypeIndexChanged, m_addAdvertisingDialog,
             &CAddAdvertisingDialog::on_advTableClicked);
     connect(m_addAdvertisingDialog, &CAddAdvertisingDialog::advTypeChanged, this,
@@ -159,7 +165,6 @@ void advertisingWidget::on_addAdvertisingItem(int advIndex, QString advType)
     showPage(page);
     // The new set is the pressed one, so that Start acts on what the user sees.
     tableView_advList->setCurrentIndex(m_model->index(m_model->rowCount() - 1, 0));
-    on_tableView_advListClicked(tableView_advList->currentIndex());
     btnAddAdvList->setEnabled(m_model->rowCount() < AdvListTableTableModel::MaxSets);
 }
 
@@ -195,13 +200,17 @@ void advertisingWidget::setStartButton(bool running)
     btnStartAdv->setIcon(QIcon(running ? QStringLiteral(":/icons/stopAdv") : QStringLiteral(":/icons/startAdv")));
 }
 
-int advertisingWidget::currentRow() const
+int advertisingWidget::pressedRow() const
 {
     const int row = tableView_advList->currentIndex().row();
-    if (row < 0 || row >= m_model->rowCount()) {
+    return row < m_model->rowCount() ? row : -1;
+}
+
+int advertisingWidget::currentRow() const
+{
+    const int row = pressedRow();
+    if (row < 0)
         m_logger->log(QStringLiteral("The row selected from the Device list is wrong."), 4);
-        return -1;
-    }
     return row;
 }
 
@@ -236,7 +245,7 @@ void advertisingWidget::parameterSetResponse(const QByteArray& frame)
     CCommand::SDKProc(m_logger, frame);
     if (frame.size() != 6 || frame.at(5) != 0)
         return;
-    const int row = currentRow();
+    const int row = pressedRow();
     if (row < 0)
         return;
     const int advIndex = m_model->items().at(row).advIndex;
@@ -256,7 +265,7 @@ void advertisingWidget::dataSetResponse(const QByteArray& frame)
     CCommand::SDKProc(m_logger, frame);
     if (frame.size() != 6 || frame.at(5) != 0)
         return;
-    const int row = currentRow();
+    const int row = pressedRow();
     if (row >= 0)
         sendAdvIndexCommand(QStringLiteral("Legacy Advertising Start"), m_model->items().at(row).advIndex);
 }

@@ -57,7 +57,9 @@ private:
     // The running flag of the set the frame names; false when the frame is refused.
     bool setRunning(const QByteArray& frame, bool running, const char* function);
 
-    // The row pressed, when it lies inside the list; else -1, with the complaint logged.
+    // The row pressed, when it lies inside the list; else -1.
+    int pressedRow() const;
+    // The same for a button, which logs the complaint.
     int currentRow() const;
     void sendAdvIndexCommand(const QString& command, int advIndex);
     void setStartButton(bool running);

@@ -393,7 +393,10 @@ bool CSettingDialog::refuseInAirAction()
 {
     if (!m_airActionCheck || !m_airActionCheck())
         return false;
-    CFlatMessage::information(this, "error", "cannot set params when air action is on");
+    const QString text = QStringLiteral("cannot set params when air action is on");
+    if (m_logger)
+        m_logger->log(text, 4);
+    CFlatMessage::information(this, "error", text);
     return true;
 }
 

@@ -207,7 +207,8 @@ private slots:
         // pressed row stays pressed.
         bench.button("btnStartAdv")->click();
         QCOMPARE(bench.sent(), QStringList{"01@29:3"});
-        bench.press(0);
+        // The keys press a row as the mouse does.
+        QTest::keyClick(bench.view(), Qt::Key_Up);
         QCOMPARE(bench.button("btnStartAdv")->text(), QString("Start Advertising"));
         bench.page.onRcvMsg(stopped(3));
         QVERIFY(!bench.page.hasRunningSet());
