@@ -83,11 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             click(gatt, (what - kUplinkCount) % 11);
             continue;
         }
-        QByteArray frame = QByteArray::fromHex(kUplinks[what]);
-        const QByteArray payload = input.bytes(input.byte());
-        frame += char(payload.size());
-        frame += '\0';
-        frame += payload;
+        const QByteArray frame = uplinkFrame(kUplinks[what], input.bytes(input.byte()));
         if (frame.at(1) == 1)
             gap->onRcvMsg(frame);
         else

@@ -52,12 +52,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     page.reset();
     FuzzInput input(data, size);
     while (!input.atEnd()) {
-        QByteArray frame = QByteArray::fromHex(kIds[input.byte() % (sizeof kIds / sizeof *kIds)]);
+        const char* id = kIds[input.byte() % (sizeof kIds / sizeof *kIds)];
         const QByteArray payload = input.bytes(input.byte());
-        frame += char(payload.size());
-        frame += '\0';
-        frame += payload;
-        page.onRcvMsg(frame);
+        page.onRcvMsg(uplinkFrame(id, payload));
         page.showAdvertisingTree(&g_page->tree, payload);
     }
     if (page.model()->rowCount() > 0)

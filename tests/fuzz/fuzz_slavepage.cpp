@@ -74,11 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             act(page, what - kUplinks, payload.isEmpty() ? 0 : quint8(payload.at(0)));
             continue;
         }
-        QByteArray frame = QByteArray::fromHex(kIds[what]);
-        frame += char(payload.size());
-        frame += '\0';
-        frame += payload;
-        page.onRcvMsg(frame);
+        page.onRcvMsg(uplinkFrame(kIds[what], payload));
     }
     QCoreApplication::processEvents();
     return 0;

@@ -33,3 +33,13 @@ private:
     size_t m_size;
     size_t m_pos = 0;
 };
+
+// An uplink as the port hands it on: the id's three bytes (hex, "DD0102"), the payload's length
+// in two bytes and the payload, without the checksum, which the port has taken off.
+inline QByteArray uplinkFrame(const char* idHex, const QByteArray& payload)
+{
+    QByteArray frame = QByteArray::fromHex(idHex);
+    frame += char(payload.size());
+    frame += '\0';
+    return frame + payload;
+}
