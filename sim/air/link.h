@@ -47,6 +47,9 @@ public:
         Peer* peer = nullptr;
         QByteArray address; // wire order
         quint8 addressType = 0;
+        // The peripheral's advertising set that the central answered, so that the dongle ends that
+        // set and no other; -1 for a central and a device of the world.
+        int advertisingSet = -1;
     };
     struct Parameters {
         int interval = 6; // 1.25 ms

@@ -11,8 +11,9 @@ class Peer
 public:
     virtual ~Peer();
 
-    // A peripheral with a central stops its connectable advertising and takes no other central.
-    virtual bool hasCentral() const = 0;
+    // False once it takes no further central: then it stops its connectable advertising. A device
+    // of the world takes one central, a dongle as many as its links allow.
+    virtual bool acceptsCentral() const = 0;
     // Its link layer's version, features and PHYs, as the far end learns them.
     virtual const ControllerInfo& controller() const = 0;
     virtual void linkUp(Link* link) = 0;

@@ -26,6 +26,9 @@ struct VirtualAdvertiser {
     quint8 primaryPhy = 1;
     quint8 secondaryPhy = 2; // extended only; legacy reports leave it to the tool
     int periodicIntervalMs = 0; // 0: not a periodic advertiser
+    // Address and type of the one central that a directed advertiser is meant for; empty when
+    // it is meant for all.
+    QByteArray directedTo;
     QByteArray advData;
     QByteArray scanResponse;
     QByteArray periodicData;
@@ -33,8 +36,10 @@ struct VirtualAdvertiser {
     QJsonArray services;
     // What its link layer tells a central; a dongle's sets leave it to the dongle.
     ControllerInfo controller;
-    // -1 for a device of the world; otherwise the number of the dongle that advertises.
+    // -1 for a device of the world; otherwise the number of the dongle that advertises, and the
+    // index of its advertising set.
     int owner = -1;
+    int set = -1;
     // Who answers a connection; null for an advertiser that takes none.
     Peer* peer = nullptr;
 };

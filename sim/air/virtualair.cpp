@@ -36,24 +36,40 @@ void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
     emit changed();
 }
 
-void VirtualAir::addAdvertiser(const VirtualAdvertiser& advertiser)
+void VirtualAir::setAdvertiser(const VirtualAdvertiser& advertiser)
 {
+    for (VirtualAdvertiser& a : m_advertisers) {
+        if (a.owner == advertiser.owner && a.set == advertiser.set) {
+            a = advertiser;
+            return;
+        }
+    }
     m_advertisers.append(advertiser);
     emit changed();
 }
 
+void VirtualAir::removeAdvertiser(int owner, int set)
+{
+    removeIf([owner, set](const VirtualAdvertiser& a) { return a.owner == owner && a.set == set; });
+}
+
 void VirtualAir::removeAdvertisers(int owner)
 {
-    const auto gone = std::remove_if(m_advertisers.begin(), m_advertisers.end(),
-                                     [owner](const VirtualAdvertiser& a) { return a.owner == owner; });
-    if (gone == m_advertisers.end())
+    removeIf([owner](const VirtualAdvertiser& a) { return a.owner == owner; });
+}
+
+void VirtualAir::removeIf(const std::function<bool(const VirtualAdvertiser&)>& gone)
+{
+    const auto from = std::remove_if(m_advertisers.begin(), m_advertisers.end(), gone);
+    if (from == m_advertisers.end())
         return; // every scanner would draw its advertisers' phases anew for nothing
-    m_advertisers.erase(gone, m_advertisers.end());
+    m_advertisers.erase(from, m_advertisers.end());
     emit changed();
 }
 
 void VirtualAir::connectTo(const Link::Party& central, const VirtualAdvertiser& target,
                            const Link::Parameters& parameters)
 {
-    (new Link(central, {target.peer, target.address, target.addressType}, parameters, target.rssi, this))->open();
+    (new Link(central, {target.peer, target.address, target.addressType, target.set}, parameters, target.rssi, this))
+        ->open();
 }

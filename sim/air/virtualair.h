@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -27,8 +28,10 @@ public:
     // Replaces the world's devices, ending their links; the dongles' advertising sets stay.
     void setWorld(QVector<VirtualAdvertiser> devices);
     const QVector<VirtualAdvertiser>& advertisers() const { return m_advertisers; }
-    // Advertising sets of dongles, removed again by owner.
-    void addAdvertiser(const VirtualAdvertiser& advertiser);
+    // An advertising set of a dongle, added, or put in the place of the one of the same owner and
+    // set: scanners keep their phases when only its data changed.
+    void setAdvertiser(const VirtualAdvertiser& advertiser);
+    void removeAdvertiser(int owner, int set);
     void removeAdvertisers(int owner);
 
     // A central connects to the peer of an advertiser; both ends hear of it before this returns.
@@ -38,6 +41,8 @@ signals:
     void changed();
 
 private:
+    void removeIf(const std::function<bool(const VirtualAdvertiser&)>& gone);
+
     QVector<VirtualAdvertiser> m_advertisers;
     std::vector<std::unique_ptr<WorldDevice>> m_devices;
 };

@@ -23,7 +23,7 @@ public:
     // that nobody reads.
     const AttributeDatabase* database() const { return m_database ? &*m_database : nullptr; }
 
-    bool hasCentral() const override { return m_link != nullptr; }
+    bool acceptsCentral() const override { return m_link == nullptr; }
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link* link) override;
     void linkDown(Link* link, quint8 reason) override;

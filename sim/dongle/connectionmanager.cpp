@@ -1,6 +1,5 @@
 #include "connectionmanager.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "proto/request.h"
@@ -268,10 +267,11 @@ bool ConnectionManager::send(int condix, quint16 channel, const QByteArray& data
     return true;
 }
 
-bool ConnectionManager::hasCentral() const
+// Each advertising set ends with its connection; the dongle's other sets take centrals of their
+// own while it has links to spare.
+bool ConnectionManager::acceptsCentral() const
 {
-    return std::any_of(m_links.cbegin(), m_links.cend(),
-                       [this](const QPointer<Link>& link) { return link && link->endOf(this) == Link::Peripheral; });
+    return m_links.size() < MaxConnections;
 }
 
 int ConnectionManager::condixOf(const Link* link) const

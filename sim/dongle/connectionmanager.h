@@ -54,7 +54,7 @@ public:
     // Queued on the link for its next connection event. False: no such connection.
     bool send(int condix, quint16 channel, const QByteArray& data);
 
-    bool hasCentral() const override;
+    bool acceptsCentral() const override;
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link* link) override;
     void linkDown(Link* link, quint8 reason) override;

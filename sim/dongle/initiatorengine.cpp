@@ -132,13 +132,17 @@ const VirtualAdvertiser* InitiatorEngine::target() const
     if (!air || !m_initiating)
         return nullptr;
     const int phys = m_initiating->number(QStringLiteral("5_0_conn_properties"));
+    const QByteArray self = m_localDevice.identityAddress() + char(m_localDevice.identityAddressType());
+    // A dongle may advertise several sets on one address, not all of them connectable.
     auto find = [&](const QByteArray& key) -> const VirtualAdvertiser* {
         for (const VirtualAdvertiser& a : air->advertisers()) {
             if (a.addressType != quint8(key.at(6)) || a.address != key.left(6))
                 continue;
             const bool scanned = phys & (a.primaryPhy == 3 ? 0x04 : 0x01);
-            const bool free = a.peer && !a.peer->hasCentral();
-            return a.owner != m_dongle.number() && a.connectable && a.rssi >= -100 && scanned && free ? &a : nullptr;
+            const bool free = a.peer && a.peer->acceptsCentral();
+            const bool forUs = a.directedTo.isEmpty() || a.directedTo == self;
+            if (a.owner != m_dongle.number() && a.connectable && a.rssi >= -100 && scanned && free && forUs)
+                return &a;
         }
         return nullptr;
     };

@@ -117,9 +117,12 @@ void ScannerEngine::rescheduleAll()
 
 bool ScannerEngine::hears(const VirtualAdvertiser& advertiser) const
 {
-    // A peripheral with a central stops its connectable advertising.
+    // A peripheral that takes no further central stops its connectable advertising; directed
+    // advertising reaches only the central it names.
     if (advertiser.owner == m_dongle.number() || advertiser.rssi < -100
-        || (advertiser.peer && advertiser.peer->hasCentral()))
+        || (advertiser.peer && !advertiser.peer->acceptsCentral())
+        || (!advertiser.directedTo.isEmpty()
+            && advertiser.directedTo != m_localDevice.identityAddress() + char(m_localDevice.identityAddressType())))
         return false;
     const quint8 flags = adFlags(advertiser.advData);
     switch (m_scanType) {
@@ -185,6 +188,8 @@ bool ScannerEngine::report(const VirtualAdvertiser& a, quint8 classification, co
         type |= 0x02;
     if (a.scannable)
         type |= 0x04;
+    if (!a.directedTo.isEmpty())
+        type |= 0x08;
     const int jitter = m_rssiJitter ? m_dongle.random().bounded(2 * m_rssiJitter + 1) - m_rssiJitter : 0;
     // The tool cuts a length word off the front of the data before it reads the AD structures,
     // though the row names only one field for both.

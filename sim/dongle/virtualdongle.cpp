@@ -1,5 +1,6 @@
 #include "virtualdongle.h"
 
+#include "advertiserengine.h"
 #include "air/virtualair.h"
 #include "connectionmanager.h"
 #include "gattclientengine.h"
@@ -54,7 +55,10 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice);
     m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_connections);
     m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
-    m_engines = {m_localDevice.get(), m_connections.get(), m_scanner.get(), m_initiator.get(), m_gattClient.get()};
+    m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
+    // The sets leave the air first on a reset, before the links end and their far ends hear it.
+    m_engines = {m_localDevice.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
+                 m_gattClient.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -62,30 +66,22 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
         engine->install(m_router);
 }
 
-// The air may outlive the dongle, and its advertising sets name the dongle as their peer. The
-// engines go next, last made first, before the reader and the air's pointer they may still use.
+// The air may outlive the dongle, and its advertising sets name the dongle's connection manager
+// as their peer: they leave it while every engine still stands. The engines go next, last made
+// first, before the reader and the air's pointer they may still use.
 VirtualDongle::~VirtualDongle()
 {
-    stopAdvertising();
+    m_advertiser->reset();
 }
 
 void VirtualDongle::powerCycle()
 {
-    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->powerCycle();
     m_reader->clear();
     m_flood->setRate(0);
     m_reset = false;
     m_muted = false;
-}
-
-// Until the advertising engine owns the dongle's sets, the dongle takes them out of the air: a
-// dongle that is reset or without power advertises nothing, and nobody may connect to it.
-void VirtualDongle::stopAdvertising()
-{
-    if (m_air)
-        m_air->removeAdvertisers(m_number);
 }
 
 void VirtualDongle::setStatus(const QString& commandId, quint8 status)
@@ -244,7 +240,6 @@ void VirtualDongle::reset()
 {
     // A reset restarts the stack but keeps what the host configured; power (unplug, plug) brings
     // the defaults back.
-    stopAdvertising();
     for (Engine* engine : qAsConst(m_engines))
         engine->reset();
     m_reset = true;

@@ -15,6 +15,7 @@
 #include "proto/responder.h"
 #include "router.h"
 
+class AdvertiserEngine;
 class ConnectionManager;
 class Engine;
 class FrameReader;
@@ -44,6 +45,8 @@ public:
     static constexpr quint8 StatusNoResources = 16;
     static constexpr quint8 StatusNotSupported = 17;
     static constexpr quint8 StatusInvalidAttValueLength = 19;
+    static constexpr quint8 StatusInvalidAdvIndex = 21;
+    static constexpr quint8 StatusInvalidAdvDataType = 22;
     // Results and events carry the link layer's error codes moved past the host's own by this.
     static constexpr quint8 LinkLayerStatusBase = 144;
 
@@ -72,6 +75,7 @@ public:
     InitiatorEngine* initiator() const { return m_initiator.get(); }
     ConnectionManager* connections() const { return m_connections.get(); }
     GattClientEngine* gattClient() const { return m_gattClient.get(); }
+    AdvertiserEngine* advertiser() const { return m_advertiser.get(); }
     const Router& router() const { return m_router; }
 
     // For the engines: answers to the host.
@@ -97,7 +101,6 @@ private:
     void handleLoaderFrame(const QByteArray& frame);
     void handleCommand(const Request& request);
     void reset();
-    void stopAdvertising();
     void refillBulk();
     void sendFloodLine(const QString& text);
     void send(const QByteArray& frame);
@@ -122,5 +125,6 @@ private:
     std::unique_ptr<ScannerEngine> m_scanner;
     std::unique_ptr<InitiatorEngine> m_initiator;
     std::unique_ptr<GattClientEngine> m_gattClient;
+    std::unique_ptr<AdvertiserEngine> m_advertiser;
     QVector<Engine*> m_engines;
 };

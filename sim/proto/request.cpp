@@ -46,8 +46,8 @@ QByteArray Request::field(const QString& key) const
 int Request::number(const QString& key) const
 {
     const QByteArray bytes = field(key);
-    int value = 0;
+    quint32 value = 0;
     for (int i = qMin(bytes.size(), 4) - 1; i >= 0; --i)
         value = value << 8 | quint8(bytes.at(i));
-    return value;
+    return int(value);
 }

@@ -22,7 +22,7 @@ const QByteArray kWorld = R"({"devices": [{"address": "C6:5A:20:00:00:01", "serv
 class Client final : public Peer
 {
 public:
-    bool hasCentral() const override { return false; }
+    bool acceptsCentral() const override { return true; }
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link*) override {}
     void linkDown(Link*, quint8) override {}

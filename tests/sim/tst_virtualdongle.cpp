@@ -36,6 +36,12 @@ static const char* const kParametersUpdated = "DD 01 38 08 00 00 18 00 00 00 C8 
 static const char* const kDataLength251 = "AA 01 43 05 00 00 FB 00 48 08 C2"; // 251 octets in 2120 us
 static const char* const kPhyAny = "AA 01 4B 04 00 00 07 07 00 F8";
 static const char* const kAccept = "AA 01 39 02 00 01 00 19";
+// Set 0 legacy, set 1 extended, set 2 periodic, each without data.
+static const char* const kLegacySet0 = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5";
+static const char* const kExtendedSet1 = "AA 01 2B 1E 00 01 00 00 00 00 00 00 00 00 00 00 00 20 00 00 00 20 00 00 00 07 01 00 "
+                                         "02 03 00 00 00 01 00 BD";
+static const char* const kPeriodicSet2 = "AA 01 31 22 00 00 00 00 00 00 00 00 00 00 00 00 00 20 00 00 00 20 00 00 00 07 01 00 "
+                                         "02 03 50 00 50 00 00 00 00 02 00 13";
 
 // What the simulator says of its own faults (an uplink refused by its row, a request read by a
 // key its row lacks) fails the case it happens in.
@@ -100,7 +106,7 @@ private slots:
             {"log: uart rx: dropped 3 bytes without frame header | BB 01 84 01 00 00 BF"});
         row("known command not simulated", {"AA 01 13 00 00 42"}, {"BB 01 13 01 00 11 1F"});
         row("advertising data built by hand is a known command", {"AA 01 25 06 00 00 03 02 01 06 00 1E"},
-            {"BB 01 25 01 00 11 0D"});
+            {"BB 01 25 01 00 09 15 | log: Legacy Advertising Data Set: set 0 has no parameters"});
         row("loader frame not simulated", {"44 47 25 00 05 00 00 10 20 30 40 CA 00"},
             {"log: uart rx: loader command 37 not simulated, frame dropped"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},
@@ -351,6 +357,10 @@ private slots:
             {"01@39", {{kConnectHr, "wait DD@01@06", "request 0 16 24 0 200", "wait DD@01@3C", kAccept}, "DD@01@38"}},
             {"01@43", {{kConnectHr, "wait DD@01@06", kDataLength251}, "DD@01@44"}},
             {"01@4B", {{kConnectHr, "wait DD@01@06", kPhyAny}, "DD@01@4C"}},
+            {"01@27", {{kLegacySet0, "AA 01 27 01 00 00 2D"}, "DD@01@28"}},
+            {"01@2F", {{kExtendedSet1, "AA 01 2F 01 00 01 24"}, "DD@01@28"}},
+            {"01@35", {{kPeriodicSet2, "AA 01 35 01 00 02 1D"}, "DD@01@28"}},
+            {"01@29", {{kLegacySet0, "AA 01 27 01 00 00 2D", "AA 01 29 01 00 00 2B"}, "DD@01@2A"}},
         };
         // The Gets of a link, each with its result.
         for (const char* get : {"AA 01 4D 01 00 00 07", "AA 01 4F 01 00 00 05", "AA 01 51 01 00 00 03",
