@@ -106,12 +106,13 @@ void AdvertiserEngine::sendConnectionEnds()
 
 void AdvertiserEngine::setParameters(const Request& r, Set::Kind kind)
 {
-    const char* index = kind == Set::Legacy ? "advIndex" : kind == Set::Extended ? "eadvIndex" : "padvIndex";
-    Set* set = setOf(r, r.number(QLatin1String(index)), false);
+    const char* key = kind == Set::Legacy ? "advIndex" : kind == Set::Extended ? "eadvIndex" : "padvIndex";
+    const int index = r.number(QLatin1String(key));
+    Set* set = setOf(r, index, false);
     if (!set)
         return;
     if (set->running)
-        return refuse(r, VirtualDongle::StatusDisallowed, QStringLiteral("set is advertising"));
+        return refuse(r, VirtualDongle::StatusDisallowed, QStringLiteral("set %1 is advertising").arg(index));
     // The data stays: the start checks that it suits the new parameters.
     Set next = *set;
     next.kind = kind;
@@ -263,8 +264,11 @@ void AdvertiserEngine::setData(const Request& r)
     const bool fits = r.opcode() == 0x25 ? set->kind == Set::Legacy
                     : r.opcode() == 0x2D ? set->kind != Set::Legacy
                                          : set->kind == Set::Periodic;
-    if (!fits)
-        return refuse(r, VirtualDongle::StatusInvalidAdvDataType, QStringLiteral("not the data of this kind of set"));
+    if (!fits) {
+        static const char* const kinds[] = {"", "legacy", "extended", "periodic"};
+        return refuse(r, VirtualDongle::StatusInvalidAdvDataType,
+                      QStringLiteral("set %1 is %2").arg(index).arg(QLatin1String(kinds[set->kind])));
+    }
     if (r.opcode() != 0x33)
         parts[2] = set->periodicData;
     QString why;
@@ -292,17 +296,18 @@ quint8 AdvertiserEngine::dataRefusal(const Set& set, const QByteArray& adv, cons
         *why = QStringLiteral("a scannable extended set sends its data in the scan response");
         return VirtualDongle::StatusInvalidAdvDataType;
     }
-    const int advMax = advDataMax(set) - flagsOf(set).size();
-    const int otherMax = legacy ? LegacyDataMax : ExtendedDataMax;
-    if (adv.size() > advMax || response.size() > otherMax || periodic.size() > ExtendedDataMax) {
-        *why = QStringLiteral("%1, %2 and %3 bytes of data, %4, %5 and %6 fit")
-                   .arg(adv.size())
-                   .arg(response.size())
-                   .arg(periodic.size())
-                   .arg(advMax)
-                   .arg(otherMax)
-                   .arg(ExtendedDataMax);
-        return VirtualDongle::StatusInvalidDataLength;
+    const struct {
+        const char* name;
+        int size;
+        int max;
+    } parts[] = {{"advertising data", adv.size(), advDataMax(set) - flagsOf(set).size()},
+                 {"scan response", response.size(), legacy ? LegacyDataMax : ExtendedDataMax},
+                 {"periodic data", periodic.size(), ExtendedDataMax}};
+    for (const auto& part : parts) {
+        if (part.size > part.max) {
+            *why = QStringLiteral("%1 bytes of %2, %3 fit").arg(part.size).arg(QLatin1String(part.name)).arg(part.max);
+            return VirtualDongle::StatusInvalidDataLength;
+        }
     }
     return 0;
 }
