@@ -6,6 +6,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QSplitter>
 #include <QVBoxLayout>
 
 #include "adv/cadvdatawidget.h"
@@ -86,11 +87,18 @@ CAdvBaseWidget::CAdvBaseWidget(CMsg* msg, LogManager* logger, FieldValueMap* con
     m_AdvDataWidget = new CAdvDataWidget(this);
     m_AdvDataWidget->setObjectName(QStringLiteral("m_AdvDataWidget"));
 
+    // Under the log pane a page has little height: the user moves the line between the fields
+    // and the payload lists to whichever is being edited.
+    auto* split = new QSplitter(Qt::Vertical, this);
+    split->setObjectName(QStringLiteral("splitter_advPage"));
+    split->setChildrenCollapsible(false);
+    split->addWidget(frame);
+    split->addWidget(m_AdvDataWidget);
+    // Stretch factors share only what size hints leave over: start at 3:2 outright.
+    split->setSizes({3000, 2000});
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
-    // The fields take their height, up to what their scroll area allows; the lists the rest.
-    layout->addWidget(frame);
-    layout->addWidget(m_AdvDataWidget, 1);
+    layout->addWidget(split);
 
     connect(btnResetAdvSettings, &QPushButton::clicked, this, &CAdvBaseWidget::on_btnResetAdvSettings_clicked);
 }

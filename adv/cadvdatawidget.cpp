@@ -150,7 +150,8 @@ QWidget* CAdvDataWidget::makeListPanel(const QString& title, CCustomTableView*& 
     view->verticalHeader()->setDefaultSectionSize(24);
     view->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     view->horizontalHeader()->setStretchLastSection(true);
-    view->setMinimumHeight(110);
+    // The header and two rows: the page lends its height to the fields when they need it.
+    view->setMinimumHeight(76);
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();

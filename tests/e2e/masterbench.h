@@ -41,6 +41,7 @@ public:
         for (int i = 0; i < dongles.size(); ++i) {
             MainDongleWidget* dongle = this->dongle(dongles.at(i));
             QVERIFY(dongle);
+            dongle->buildPages(); // a tab builds its pages when first shown
             QCOMPARE(dongle->msg()->openPort(QString("ttySIM%1").arg(i)), 0);
             dongle->onConnectionStatusChanged(true);
         }
