@@ -94,8 +94,9 @@ CAdvBaseWidget::CAdvBaseWidget(CMsg* msg, LogManager* logger, FieldValueMap* con
     split->setChildrenCollapsible(false);
     split->addWidget(frame);
     split->addWidget(m_AdvDataWidget);
-    // Stretch factors share only what size hints leave over: start at 3:2 outright.
-    split->setSizes({3000, 2000});
+    // The fields are what a user edits most: the lists start at their least height, which shows
+    // a few structures, and the fields take the rest.
+    split->setSizes({10000, 1});
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(split);
