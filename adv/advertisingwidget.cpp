@@ -281,34 +281,33 @@ void advertisingWidget::advertisingStopProc(const QByteArray& frame)
     setRunning(frame, false, "advertisingWidget::advertisingStopProc");
 }
 
-bool advertisingWidget::setRunning(const QByteArray& frame, bool running, const char* function)
+void advertisingWidget::setRunning(const QByteArray& frame, bool running, const char* function)
 {
     UplinkFieldMap fields;
     if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
-        return false;
+        return;
     CCommand::logUplink(m_logger, frame, fields);
     const QByteArray status = fields.value(QStringLiteral("status"));
     const QByteArray advIndex = fields.value(QStringLiteral("advIndex"));
     if (status.size() != 1 || advIndex.size() != 1) {
         CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QLatin1String(function));
-        return false;
+        return;
     }
     if (status.at(0) != 0) {
         if (running)
             CCommand::logCompleteResult(m_logger, frame, quint8(status.at(0)));
         else
             CCommand::logUplinkResult(m_logger, frame, quint8(status.at(0)));
-        return false;
+        return;
     }
     const int index = quint8(advIndex.at(0));
     const int row = m_model->rowOf(index);
     if (row < 0)
-        return false; // a set deleted while the dongle still spoke of it
+        return; // a set deleted while the dongle still spoke of it
     m_model->setStatus(row, running);
     pressCurrentAgain();
     if (CAdvBaseWidget* page = pages.value(index))
         page->setEnabled(!running);
-    return true;
 }
 
 void advertisingWidget::pressCurrentAgain()

@@ -54,8 +54,8 @@ private:
     void genericResponse(const QByteArray& frame);
     void advertisingStartProc(const QByteArray& frame);
     void advertisingStopProc(const QByteArray& frame);
-    // The running flag of the set the frame names; false when the frame is refused.
-    bool setRunning(const QByteArray& frame, bool running, const char* function);
+    // The running flag of the set the frame names, unless the frame is refused.
+    void setRunning(const QByteArray& frame, bool running, const char* function);
 
     // The row pressed, when it lies inside the list; else -1.
     int pressedRow() const;

@@ -380,8 +380,25 @@ bool CAdvBaseWidget::takeAdvertisingData(QByteArray& adv, QByteArray& rsp)
                          QStringLiteral("Advertising data response is wrong."));
 }
 
-bool CAdvBaseWidget::sendDataFrame(quint8 opcode, const QString& name, const QByteArray& payload)
+bool CAdvBaseWidget::passesChecks(const QList<CValidateLineEdit*>& edits, const QString& kind)
 {
+    const bool empty = anyEmpty(edits);
+    if (!validate())
+        return false;
+    if (!empty)
+        return true;
+    const QString text = QStringLiteral("There is empty input in %1 advertising parameter.").arg(kind);
+    return refuseError(text, text);
+}
+
+bool CAdvBaseWidget::sendDataFrame(quint8 opcode, const QString& name, const QByteArray& advIndex,
+                                   const QList<QByteArray>& blocks, int lengthBytes)
+{
+    QByteArray payload = CUtil::fitArray(advIndex, 1);
+    for (const QByteArray& block : blocks) {
+        payload.append(CUtil::valueToArray(0, quint64(block.size()), lengthBytes));
+        payload.append(block);
+    }
     QByteArray frame;
     frame.append(char(0xAA));
     frame.append(char(0x01));

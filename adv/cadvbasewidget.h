@@ -68,6 +68,9 @@ protected:
 
     CAdvBaseWidget(CMsg* msg, LogManager* logger, FieldValueMap* config, QWidget* parent);
 
+    // The page's rules, each refusal shown; false at the first that fails.
+    virtual bool validate() = 0;
+
     // Fields go into the scroll area's grid two to a row, each a label and its control.
     void addField(const QString& label, QWidget* control);
     void addField(const QString& label, QLayout* controls);
@@ -113,9 +116,14 @@ protected:
     // The editor's advertising and scan response payloads; false, with the refusal shown, when
     // either is marked wrong.
     bool takeAdvertisingData(QByteArray& adv, QByteArray& rsp);
-    // The payload frames are no schema commands: the page builds them itself, and logs them as
-    // the codec logs a command.
-    bool sendDataFrame(quint8 opcode, const QString& name, const QByteArray& payload);
+    // The page's rules in their order, then the check for empty editors, whose state is taken
+    // first: the rules read the editors, and their repair would fill an emptied one. `kind`
+    // names the set in the message ("legacy").
+    bool passesChecks(const QList<CValidateLineEdit*>& edits, const QString& kind);
+    // The payload frames are no schema commands: the page builds them itself, the index and then
+    // each block behind its length of `lengthBytes`, and logs them as the codec logs a command.
+    bool sendDataFrame(quint8 opcode, const QString& name, const QByteArray& advIndex,
+                       const QList<QByteArray>& blocks, int lengthBytes);
 
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;

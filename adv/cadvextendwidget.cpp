@@ -126,14 +126,8 @@ bool CAdvExtendWidget::validate()
 
 bool CAdvExtendWidget::sendParameters(QByteArray advIndex)
 {
-    // Taken before the rules read the editors, whose repair would fill an emptied field.
-    const bool empty = anyEmpty(extendedEdits(m_fields));
-    if (!validate())
+    if (!passesChecks(extendedEdits(m_fields), QStringLiteral("extended")))
         return false;
-    if (empty) {
-        const QString text = QStringLiteral("There is empty input in extended advertising parameter.");
-        return refuseError(text, text);
-    }
 
     const QVector<QPair<QCheckBox*, uint>> properties = {
         {cb_econnect, 0x01}, {cb_escannable, 0x02}, {cb_edriected, 0x04},
@@ -162,10 +156,5 @@ bool CAdvExtendWidget::sendData(QByteArray advIndex)
     if (!takeAdvertisingData(adv, rsp))
         return false;
 
-    QByteArray payload = CUtil::fitArray(advIndex, 1);
-    payload.append(CUtil::valueToArray(0, quint64(adv.size()), 2));
-    payload.append(adv);
-    payload.append(CUtil::valueToArray(0, quint64(rsp.size()), 2));
-    payload.append(rsp);
-    return sendDataFrame(0x2D, QStringLiteral("Extended Advertising Data Set"), payload);
+    return sendDataFrame(0x2D, QStringLiteral("Extended Advertising Data Set"), advIndex, {adv, rsp}, 2);
 }

@@ -24,7 +24,7 @@ public slots:
     void on_ediscoverModeTextChanged(QString discoverMode);
 
 private:
-    bool validate();
+    bool validate() override;
 
     CStyledComboBox* cmb_eadvmode = nullptr;
     QCheckBox* cb_econnect = nullptr;

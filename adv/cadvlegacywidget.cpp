@@ -179,14 +179,8 @@ bool CAdvLegacyWidget::validate()
 
 bool CAdvLegacyWidget::sendParameters(QByteArray advIndex)
 {
-    // Taken before the rules read the editors, whose repair would fill an emptied field.
-    const bool empty = anyEmpty({le_intvmax, le_intvmin, le_peeraddr, le_duration, le_maxtxpower});
-    if (!validate())
+    if (!passesChecks({le_intvmax, le_intvmin, le_peeraddr, le_duration, le_maxtxpower}, QStringLiteral("legacy")))
         return false;
-    if (empty) {
-        const QString text = QStringLiteral("There is empty input in legacy advertising parameter.");
-        return refuseError(text, text);
-    }
 
     FieldValueMap fields;
     fields.insert("intvMax", number(le_intvmax));
@@ -214,10 +208,5 @@ bool CAdvLegacyWidget::sendData(QByteArray advIndex)
         return false;
 
     // Legacy payloads are short: one length byte each.
-    QByteArray payload = CUtil::fitArray(advIndex, 1);
-    payload.append(char(adv.size()));
-    payload.append(adv);
-    payload.append(char(rsp.size()));
-    payload.append(rsp);
-    return sendDataFrame(0x25, QStringLiteral("Legacy Advertising Data Set"), payload);
+    return sendDataFrame(0x25, QStringLiteral("Legacy Advertising Data Set"), advIndex, {adv, rsp}, 1);
 }

@@ -28,7 +28,7 @@ public slots:
     void on_advModeTextChanged(QString advMode);
 
 private:
-    bool validate();
+    bool validate() override;
     void followModes();
 
     CStyledComboBox* cmb_advmode = nullptr;

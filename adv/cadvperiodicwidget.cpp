@@ -108,14 +108,9 @@ bool CAdvPeriodicWidget::validate()
 
 bool CAdvPeriodicWidget::sendParameters(QByteArray advIndex)
 {
-    // Taken before the rules read the editors, whose repair would fill an emptied field.
-    const bool empty = anyEmpty(extendedEdits(m_fields) + QList<CValidateLineEdit*>{le_ppermin, le_ppermax});
-    if (!validate())
+    if (!passesChecks(extendedEdits(m_fields) + QList<CValidateLineEdit*>{le_ppermin, le_ppermax},
+                      QStringLiteral("periodic")))
         return false;
-    if (empty) {
-        const QString text = QStringLiteral("There is empty input in periodic advertising parameter.");
-        return refuseError(text, text);
-    }
 
     uint properties = 0;
     if (cb_pdriected->isChecked())
@@ -147,10 +142,5 @@ bool CAdvPeriodicWidget::sendData(QByteArray advIndex)
     if (refuseMarked(periodic, QStringLiteral("Periodic data is wrong."), QStringLiteral("Periodic data is wrong")))
         return false;
 
-    QByteArray payload = CUtil::fitArray(advIndex, 1);
-    for (const QByteArray& data : {adv, rsp, periodic}) {
-        payload.append(CUtil::valueToArray(0, quint64(data.size()), 2));
-        payload.append(data);
-    }
-    return sendDataFrame(0x33, QStringLiteral("Periodic Advertising Data Set"), payload);
+    return sendDataFrame(0x33, QStringLiteral("Periodic Advertising Data Set"), advIndex, {adv, rsp, periodic}, 2);
 }

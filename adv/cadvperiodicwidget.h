@@ -25,7 +25,7 @@ public slots:
     void on_pdiscoverModeTextChanged(QString discoverMode);
 
 private:
-    bool validate();
+    bool validate() override;
 
     CStyledComboBox* cmb_pdiscmode = nullptr;
     QCheckBox* cb_pdriected = nullptr;
