@@ -15,6 +15,7 @@
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
 #include "gatt/cgattwidget.h"
+#include "l2cap/cregisterpsmdialog.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
 #include "log/clogwidget.h"
@@ -156,6 +157,7 @@ void MainDongleWidget::buildPages()
 
     m_connectionWidget = new CConnectionWidget(m_msg, m_logger, m_config, &m_dongleName, this);
     m_advertisingWidget = new advertisingWidget(m_msg, m_logger, m_config, this);
+    m_registerPsmDialog = new CRegisterPSMDialog(m_msg, m_logger, this);
     m_toolLogWidget = new CLogWidget(m_msg, m_logger, 0);
     m_toolLogWidget->setTitle("Tool Log");
     m_dongleLogWidget = new CLogWidget(m_msg, m_logger, 1);
@@ -294,6 +296,12 @@ void MainDongleWidget::on_toolButton_configureSettings_clicked()
     dialog.exec();
 }
 
+void MainDongleWidget::on_toolButton_registerPSM_clicked()
+{
+    if (m_registerPsmDialog)
+        m_registerPsmDialog->exec();
+}
+
 void MainDongleWidget::on_toolButton_about_clicked()
 {
     CAboutDialog about(this);
@@ -341,6 +349,8 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
         m_connectionWidget->reset();
     if (m_advertisingWidget)
         m_advertisingWidget->reset();
+    if (m_registerPsmDialog)
+        m_registerPsmDialog->reset();
     if (!m_downloadStarted)
         m_heartBeat->restart();
     sendStartupSequence();

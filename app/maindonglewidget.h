@@ -12,6 +12,7 @@ class CConnectionWidget;
 class CHeartBeat;
 class CLayerWidget;
 class CLogWidget;
+class CRegisterPSMDialog;
 class CMsg;
 class CSelectDongleDialog;
 class LogManager;
@@ -46,6 +47,7 @@ public:
     LogManager* logger() const { return m_logger; }
     CConnectionWidget* connectionWidget() const { return m_connectionWidget; }
     advertisingWidget* advertisingPage() const { return m_advertisingWidget; }
+    CRegisterPSMDialog* registerPsmDialog() const { return m_registerPsmDialog; }
     QTabWidget* pageTabs() const;
 
     void notifySerialPortArrived(const QString& portName);
@@ -81,6 +83,7 @@ public slots:
 
 private slots:
     void on_toolButton_configureSettings_clicked();
+    void on_toolButton_registerPSM_clicked();
     void on_toolButton_about_clicked();
     void on_toolButton_reset_clicked();
     void on_toolButton_lcp_clicked();
@@ -116,6 +119,7 @@ private:
     CSelectDongleDialog* m_selectDialog = nullptr;
     CConnectionWidget* m_connectionWidget = nullptr;
     advertisingWidget* m_advertisingWidget = nullptr;
+    CRegisterPSMDialog* m_registerPsmDialog = nullptr;
     QWidget* m_lcpPage = nullptr;
     QWidget* m_idtPage = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;

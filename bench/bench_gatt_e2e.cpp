@@ -88,7 +88,7 @@ int main(int argc, char* argv[])
 
     QTemporaryDir workdir;
     QDir::setCurrent(workdir.path());
-    LogManager::setLogRoot(workdir.filePath(QStringLiteral("Log/")));
+    LogManager::setDataRoot(workdir.path());
     {
         QSettings config(QStringLiteral("config.ini"), QSettings::IniFormat);
         for (int i = 0; i < kDongles; ++i)

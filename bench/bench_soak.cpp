@@ -300,7 +300,7 @@ int main(int argc, char* argv[])
     const QString workdir = parser.isSet(workdirOption) ? parser.value(workdirOption) : temporary.path();
     QDir().mkpath(workdir);
     QDir::setCurrent(workdir);
-    LogManager::setLogRoot(QDir(workdir).filePath(QStringLiteral("Log/")));
+    LogManager::setDataRoot(workdir);
     QFile::remove(QStringLiteral("config.ini"));
     {
         QSettings config(QStringLiteral("config.ini"), QSettings::IniFormat);

@@ -5,6 +5,7 @@
 #include "app/flat/cflattabwidget.h"
 #include "gap/cgapcmdwidget.h"
 #include "gatt/cgattwidget.h"
+#include "l2cap/cl2capwidget.h"
 #include "log/logmanager.h"
 
 CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
@@ -33,10 +34,12 @@ CLayerWidget::CLayerWidget(CMsg* msg, LogManager* logger, FieldValueMap* config,
     m_gapPage = new CGapCmdWidget(msg, logger, config, dongleName, condix, interval, latency, supervisionTimeout,
                                   name, address, m_pages);
     connect(m_gapPage, &CGapCmdWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
+    m_l2capPage = new CL2capWidget(condix, msg, logger, dongleName, m_pages);
+    connect(m_l2capPage, &CL2capWidget::sig_showDongleTab, this, &CLayerWidget::sig_showDongleTab);
     // One letter per line: the titles stand upright beside the pages.
     m_pages->addTab(m_gattPage, QStringLiteral("G\r\nA\r\nT\r\nT"));
     m_pages->addTab(m_gapPage, QStringLiteral("G\r\nA\r\nP"));
-    m_pages->addTab(new QWidget(m_pages), QStringLiteral("L\r\n2\r\nC\r\nA\r\nP"));
+    m_pages->addTab(m_l2capPage, QStringLiteral("L\r\n2\r\nC\r\nA\r\nP"));
     layout->addWidget(m_pages);
 }
 

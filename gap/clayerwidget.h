@@ -7,6 +7,7 @@
 
 class CGapCmdWidget;
 class CGattWidget;
+class CL2capWidget;
 class CMsg;
 class LogManager;
 class QTabWidget;
@@ -34,6 +35,7 @@ public:
     bool isCurrent() const { return m_current; }
     CGattWidget* gattPage() const { return m_gattPage; }
     CGapCmdWidget* gapPage() const { return m_gapPage; }
+    CL2capWidget* l2capPage() const { return m_l2capPage; }
     QTabWidget* pages() const { return m_pages; }
 
 signals:
@@ -59,4 +61,5 @@ private:
     QTabWidget* m_pages = nullptr;
     CGattWidget* m_gattPage = nullptr;
     CGapCmdWidget* m_gapPage = nullptr;
+    CL2capWidget* m_l2capPage = nullptr;
 };

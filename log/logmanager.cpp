@@ -26,21 +26,25 @@ QString& chosenRoot()
 
 } // namespace
 
-void LogManager::setLogRoot(const QString& root)
+void LogManager::setDataRoot(const QString& root)
 {
     chosenRoot() = root;
 }
 
-QString LogManager::logRoot()
+QString LogManager::dataRoot()
 {
     if (!chosenRoot().isEmpty())
         return chosenRoot();
-    const QString besideProgram = QCoreApplication::applicationDirPath() + QStringLiteral("/Log/");
-    if (writableDir(besideProgram))
+    const QString besideProgram = QCoreApplication::applicationDirPath();
+    if (writableDir(besideProgram + QStringLiteral("/Log/")))
         return besideProgram;
     // An installed program under /usr can't write beside itself.
-    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)
-        + QStringLiteral("/Log/");
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+}
+
+QString LogManager::logRoot()
+{
+    return dataRoot() + QStringLiteral("/Log/");
 }
 
 LogManager::LogManager(QString dongleName, QObject* parent)

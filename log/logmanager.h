@@ -41,11 +41,13 @@ public:
 
     QString mainLogger() const { return m_mainLogger; }
 
-    // The directory under which runs make their folders: "<application dir>/Log/", or the
-    // application's local data location + "/Log/" when the application dir can't be written.
+    // The directory the tool writes its files under: the application dir, or the application's
+    // local data location when the application dir can't be written.
+    static QString dataRoot();
+    // Puts every later file under `root` instead; tests give each run a folder of its own.
+    static void setDataRoot(const QString& root);
+    // The directory under which runs make their folders: dataRoot() + "/Log/".
     static QString logRoot();
-    // Puts every later run's folder under `root` instead; tests give each run a folder of its own.
-    static void setLogRoot(const QString& root);
 
 private:
     QHash<QString, QSharedPointer<Logger>> m_toolLoggers;

@@ -5,10 +5,12 @@
 #include "schema/cmsgfield.h"
 
 CStandardMsgDlg::CStandardMsgDlg(const QString& title, LogManager* logger,
-                                 const QString& commandName, QWidget* parent)
+                                 const QString& commandName, QWidget* parent, Fields fields)
     : CFlatDialog(title, parent)
-    , m_form(new CmsgField(logger, commandName, CmsgField::listSubFields(logger, commandName),
-                           contentFrame()))
+    , m_form(fields == WholeCommand
+                 ? new CmsgField(logger, commandName, contentFrame())
+                 : new CmsgField(logger, commandName, CmsgField::listSubFields(logger, commandName),
+                                 contentFrame()))
     , m_pushButtonOK(new QPushButton(QStringLiteral("OK"), contentFrame()))
     , m_pushButtonCancel(new QPushButton(QStringLiteral("Cancel"), contentFrame()))
 {

@@ -11,6 +11,11 @@ CValidatorTextEdit::CValidatorTextEdit(int kind, QWidget* parent)
 {
 }
 
+CValidatorTextEdit::CValidatorTextEdit(QWidget* parent)
+    : CValidatorTextEdit(16, parent)
+{
+}
+
 CValidatorTextEdit::~CValidatorTextEdit() = default;
 
 void CValidatorTextEdit::keyPressEvent(QKeyEvent* event)

@@ -15,6 +15,8 @@ public:
     static constexpr int Decimal = 10;
 
     explicit CValidatorTextEdit(int kind = 16, QWidget* parent = nullptr);
+    // Colon-separated hex: designer forms pass only the parent.
+    explicit CValidatorTextEdit(QWidget* parent);
     ~CValidatorTextEdit() override;
 
     int kind() const { return m_kind; }

@@ -10,7 +10,7 @@ namespace {
 void logIntoATemporaryFolder()
 {
     static QTemporaryDir folder;
-    LogManager::setLogRoot(folder.path() + QStringLiteral("/Log/"));
+    LogManager::setDataRoot(folder.path());
 }
 
 } // namespace

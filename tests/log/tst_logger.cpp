@@ -126,15 +126,15 @@ private slots:
     // Without a root of the caller's, runs log beside the program, one folder a tab and run.
     void runFolderBesideTheProgram()
     {
-        const QString temporaryRoot = LogManager::logRoot();
-        LogManager::setLogRoot(QString());
+        const QString temporaryRoot = LogManager::dataRoot();
+        LogManager::setDataRoot(QString());
         const QString root = LogManager::logRoot();
         QString folder;
         {
             LogManager run(QStringLiteral("Bench"));
             folder = run.logFolder();
         }
-        LogManager::setLogRoot(temporaryRoot);
+        LogManager::setDataRoot(temporaryRoot);
         QCOMPARE(root, QCoreApplication::applicationDirPath() + "/Log/");
         QVERIFY2(QRegularExpression("^" + QRegularExpression::escape(root)
                                     + "\\d{4}-\\d\\d-\\d\\d_\\d\\d_\\d\\d_\\d\\d_[A-Z][a-z]{2}_Bench$")

@@ -1,0 +1,80 @@
+#include <QListWidget>
+#include <QPushButton>
+#include <QtTest>
+
+#include <memory>
+
+#include "frames.h"
+#include "l2cap/cregisterpsmdialog.h"
+#include "link/cmsg.h"
+#include "log/logmanager.h"
+#include "ptypair.h"
+#include "schema/cvalidatelineedit.h"
+
+// The dongle's PSMs: listed once the dongle took them, gone once it let them go.
+class TestCRegisterPSMDialog : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PtyPair> m_pty;
+    std::unique_ptr<LogManager> m_logger;
+    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<CRegisterPSMDialog> m_dialog;
+
+    void expectSent(const QByteArray& expected)
+    {
+        QByteArray bytes;
+        if (!QTest::qWaitFor([&] { return (bytes += m_pty->readAll()).size() >= expected.size(); }, 5000))
+            qWarning("only %d of %d bytes came", int(bytes.size()), int(expected.size()));
+        QCOMPARE(bytes.toHex(' '), expected.toHex(' '));
+    }
+    void ack(quint8 opcode, quint8 status) { m_dialog->onRcvMsg(uplink(0xBB, 0x04, opcode, QByteArray(1, char(status)))); }
+    void registerPsm(const QString& psm)
+    {
+        m_dialog->findChild<CValidateLineEdit*>("lineEditPsm")->setText(psm);
+        m_dialog->findChild<QPushButton*>("pushButtonRegister")->click();
+        expectSent(withChecksum(QByteArray::fromHex("aa040d0300") + char(psm.toInt()) + QByteArray(2, '\0')));
+    }
+
+private slots:
+    void init()
+    {
+        m_pty = std::make_unique<PtyPair>();
+        m_logger = std::make_unique<LogManager>("tst_cregisterpsmdialog");
+        m_msg = std::make_unique<CMsg>(m_logger.get());
+        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        m_dialog = std::make_unique<CRegisterPSMDialog>(m_msg.get(), m_logger.get());
+    }
+    void cleanup()
+    {
+        m_dialog.reset();
+        m_msg.reset();
+        m_logger.reset();
+        m_pty.reset();
+    }
+
+    void registersInTheOrderTheAnswersCome()
+    {
+        registerPsm("128");
+        registerPsm("129");
+        ack(0x0D, 0);
+        ack(0x0D, 24); // 129 was taken already
+        QCOMPARE(m_dialog->registered(), QStringList{"128"});
+
+        registerPsm("130");
+        ack(0x0D, 0);
+        auto* list = m_dialog->findChild<QListWidget*>("listWidget");
+        list->setCurrentRow(0);
+        m_dialog->findChild<QPushButton*>("pushButtonUnRegister")->click();
+        expectSent(withChecksum(QByteArray::fromHex("aa040f010080")));
+        QCOMPARE(m_dialog->registered(), (QStringList{"128", "130"}));
+        ack(0x0F, 0);
+        QCOMPARE(m_dialog->registered(), QStringList{"130"});
+
+        m_dialog->reset();
+        QVERIFY(m_dialog->registered().isEmpty());
+    }
+};
+
+QTEST_MAIN(TestCRegisterPSMDialog)
+#include "tst_cregisterpsmdialog.moc"
