@@ -3,8 +3,10 @@
 #include <QByteArray>
 #include <QJsonArray>
 #include <QString>
+#include <QVector>
 
 #include "controllerinfo.h"
+#include "l2capservice.h"
 
 class Peer;
 
@@ -36,6 +38,10 @@ struct VirtualAdvertiser {
     QJsonArray services;
     // What its link layer tells a central; a dongle's sets leave it to the dongle.
     ControllerInfo controller;
+    // The PSMs that a device of the world serves on credit-based channels, and how many channels
+    // it takes at once; a dongle's sets leave them to the dongle.
+    QVector<L2capService> l2cap;
+    int l2capChannels = 2;
     // -1 for a device of the world; otherwise the number of the dongle that advertises, and the
     // index of its advertising set.
     int owner = -1;

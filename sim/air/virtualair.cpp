@@ -26,7 +26,7 @@ void VirtualAir::setWorld(QVector<VirtualAdvertiser> devices)
     for (VirtualAdvertiser& device : devices) {
         // Each device draws its own measurements, the same in every run.
         const quint32 seed = qChecksum(device.address.constData(), uint(device.address.size()));
-        m_devices.push_back(std::make_unique<WorldDevice>(device.services, device.controller, seed));
+        m_devices.push_back(std::make_unique<WorldDevice>(device, seed));
         device.peer = m_devices.back().get();
     }
     m_advertisers.erase(std::remove_if(m_advertisers.begin(), m_advertisers.end(),

@@ -2,10 +2,12 @@
 
 #include "att.h"
 
-WorldDevice::WorldDevice(const QJsonArray& services, const ControllerInfo& controller, quint32 seed)
-    : m_services(services)
-    , m_controller(controller)
+WorldDevice::WorldDevice(const VirtualAdvertiser& device, quint32 seed)
+    : m_services(device.services)
+    , m_controller(device.controller)
     , m_seed(seed)
+    , m_l2capServices(device.l2cap)
+    , m_l2capChannels(device.l2capChannels)
 {
 }
 
@@ -23,19 +25,25 @@ void WorldDevice::linkUp(Link* link)
         m_server = std::make_unique<AttributeServer>(&*m_database, m_seed);
     }
     m_server->linkUp(link, link->endOf(this));
+    m_l2cap = std::make_unique<L2capServer>(link, link->endOf(this), m_l2capServices, m_l2capChannels);
 }
 
 void WorldDevice::linkDown(Link* link, quint8)
 {
     if (m_server)
         m_server->linkDown(link);
+    m_l2cap.reset();
     m_link = nullptr;
 }
 
 void WorldDevice::received(Link* link, quint16 channel, const QByteArray& data)
 {
-    if (channel == Att::Channel && m_server && !data.isEmpty() && Att::toServer(quint8(data.at(0))))
-        m_server->received(link, data);
+    if (channel == Att::Channel) {
+        if (m_server && !data.isEmpty() && Att::toServer(quint8(data.at(0))))
+            m_server->received(link, data);
+    } else if (m_l2cap) {
+        m_l2cap->received(channel, data);
+    }
 }
 
 void WorldDevice::parametersRequested(Link* link, const Link::ParameterRequest&)

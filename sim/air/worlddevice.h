@@ -7,16 +7,18 @@
 
 #include "attributeserver.h"
 #include "controllerinfo.h"
+#include "l2capserver.h"
 #include "peer.h"
+#include "virtualadvertiser.h"
 #include "world/attributedatabase.h"
 
 // A device of the world file as the far end of a link: one central at a time, its link layer as
-// the file tells it, and its attribute database, which it serves to its central.
+// the file tells it, its attribute database, which it serves to its central, and its PSMs.
 class WorldDevice final : public Peer
 {
 public:
     // `seed` draws the measurements of its varying values.
-    WorldDevice(const QJsonArray& services, const ControllerInfo& controller, quint32 seed = 0);
+    explicit WorldDevice(const VirtualAdvertiser& device, quint32 seed = 0);
     ~WorldDevice() override;
 
     // Null until the first central came: a crowd of copies would otherwise hold a database each
@@ -27,7 +29,8 @@ public:
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link* link) override;
     void linkDown(Link* link, quint8 reason) override;
-    // The attribute protocol's requests go to its server; a device of the world asks nothing.
+    // The attribute protocol's requests go to its server, L2CAP to its channels; a device of the
+    // world asks nothing.
     void received(Link* link, quint16 channel, const QByteArray& data) override;
     // A device of the world takes what its central asks for.
     void parametersRequested(Link* link, const Link::ParameterRequest& request) override;
@@ -39,5 +42,8 @@ private:
     quint32 m_seed = 0;
     std::optional<AttributeDatabase> m_database;
     std::unique_ptr<AttributeServer> m_server;
+    QVector<L2capService> m_l2capServices;
+    int m_l2capChannels = 0;
+    std::unique_ptr<L2capServer> m_l2cap; // while a central is connected
     Link* m_link = nullptr;
 };

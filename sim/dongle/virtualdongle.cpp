@@ -5,6 +5,7 @@
 #include "connectionmanager.h"
 #include "gattclientengine.h"
 #include "initiatorengine.h"
+#include "l2capengine.h"
 #include "localdeviceengine.h"
 #include "logflood.h"
 #include "proto/framereader.h"
@@ -56,9 +57,10 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_connections);
     m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
     m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
+    m_l2cap = std::make_unique<L2capEngine>(*this, *m_connections);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
     m_engines = {m_localDevice.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
-                 m_gattClient.get()};
+                 m_gattClient.get(), m_l2cap.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -123,9 +125,14 @@ void VirtualDongle::send(const QByteArray& frame)
         emit uplink(frame);
 }
 
+// The stack answers Accept Create COC Request (04@07) with the ack of COC Request Reply (07@01),
+// whatever the status and whoever gives it.
 void VirtualDongle::ack(quint8 module, quint8 opcode, quint8 status)
 {
-    send(m_responder.ack(module, opcode, status));
+    if (module == 0x04 && opcode == 0x07)
+        send(m_responder.ack(0x07, 0x01, status));
+    else
+        send(m_responder.ack(module, opcode, status));
 }
 
 void VirtualDongle::respond(quint8 module, quint8 opcode, const Responder::Fields& fields)

@@ -21,6 +21,7 @@ class Engine;
 class FrameReader;
 class GattClientEngine;
 class InitiatorEngine;
+class L2capEngine;
 class LocalDeviceEngine;
 class LogFlood;
 class ScannerEngine;
@@ -78,7 +79,7 @@ public:
     AdvertiserEngine* advertiser() const { return m_advertiser.get(); }
     const Router& router() const { return m_router; }
 
-    // For the engines: answers to the host.
+    // For the engines: answers to the host. An ack names the command it answers.
     void ack(quint8 module, quint8 opcode, quint8 status);
     void respond(quint8 module, quint8 opcode, const Responder::Fields& fields);
     void respond(quint8 module, quint8 opcode, const QByteArray& body);
@@ -126,5 +127,6 @@ private:
     std::unique_ptr<InitiatorEngine> m_initiator;
     std::unique_ptr<GattClientEngine> m_gattClient;
     std::unique_ptr<AdvertiserEngine> m_advertiser;
+    std::unique_ptr<L2capEngine> m_l2cap;
     QVector<Engine*> m_engines;
 };

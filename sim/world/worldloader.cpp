@@ -28,7 +28,7 @@ constexpr int MaxDevices = 100000;
 const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
                                 "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
                                 "advData", "scanResponse", "periodicData", "services", "company", "lmpVersion",
-                                "lmpSubversion", "features", "phys", "repeat"};
+                                "lmpSubversion", "features", "phys", "repeat", "l2cap", "l2capChannels"};
 const QStringList ExtendedOnlyKeys = {"sid", "secondaryPhy", "periodicIntervalMs", "periodicData"};
 // What a central learns of the device's link layer once connected.
 const QStringList ControllerKeys = {"company", "lmpVersion", "lmpSubversion", "features", "phys"};
@@ -39,6 +39,11 @@ const QStringList FeatureNames = {"encryption", "connectionParametersRequest", "
                                   QString(), "extendedAdvertising", "periodicAdvertising", "channelSelection2",
                                   "powerClass1", "minimumUsedChannels"};
 const QStringList PhyNames = {"1M", "2M", "coded"};
+// The credit-based channels of a device; each entry of "l2cap" is an L2capService.
+const QStringList L2capDeviceKeys = {"l2cap", "l2capChannels"};
+const QStringList L2capKeys = {"psm", "service", "mtu", "mps", "credits", "security"};
+const QStringList L2capKinds = {"echo", "sink"};
+const QStringList L2capSecurity = {"none", "encryption", "authentication"};
 const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs", "vary"};
 const QStringList VariationKeys = {"at", "bytes", "min", "max", "step"};
 
@@ -414,6 +419,47 @@ bool WorldLoader::readController(const QJsonObject& object, bool connectable, Co
     return true;
 }
 
+bool WorldLoader::readL2cap(const QJsonObject& object, bool connectable, VirtualAdvertiser* out)
+{
+    for (const QString& key : L2capDeviceKeys) {
+        if (!connectable && object.contains(key))
+            return fail(key, QStringLiteral("is never asked for: the device is not connectable"));
+    }
+    // One channel for each dynamic CID at most.
+    if (!number(object, QStringLiteral("l2capChannels"), 0, 64, &out->l2capChannels))
+        return false;
+    QJsonArray list;
+    if (object.contains(QLatin1String("l2cap")) && !this->list(object, QStringLiteral("l2cap"), &list))
+        return false;
+    for (int i = 0; i < list.size(); ++i) {
+        QJsonObject item;
+        if (!entry(list, i, QStringLiteral("l2cap"), L2capKeys, &item))
+            return false;
+        for (const char* key : {"psm", "service"}) {
+            if (!item.contains(QLatin1String(key)))
+                return fail(QLatin1String(key), QStringLiteral("is required"));
+        }
+        L2capService service;
+        int psm = 0;
+        int kind = 0;
+        if (!number(item, QStringLiteral("psm"), 1, 255, &psm) || !choice(item, QStringLiteral("service"), L2capKinds, &kind)
+            || !number(item, QStringLiteral("mtu"), 23, 65535, &service.mtu)
+            || !number(item, QStringLiteral("mps"), 23, 65533, &service.mps)
+            || !number(item, QStringLiteral("credits"), 0, 65535, &service.credits)
+            || !choice(item, QStringLiteral("security"), L2capSecurity, &service.security))
+            return false;
+        for (const L2capService& earlier : qAsConst(out->l2cap)) {
+            if (earlier.psm == psm)
+                return fail(QStringLiteral("psm"), QStringLiteral("%1 is served by an earlier entry").arg(psm));
+        }
+        service.psm = quint16(psm);
+        service.kind = L2capService::Kind(kind);
+        out->l2cap.append(service);
+        m_path.clear();
+    }
+    return true;
+}
+
 bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertiser>* world)
 {
     VirtualAdvertiser a;
@@ -482,7 +528,7 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
         return fail(QStringLiteral("scanResponse"), QStringLiteral("is never sent: the device is not scannable"));
     if (object.contains(QLatin1String("services")) && !checkServices(object))
         return false;
-    if (!readController(object, a.connectable, &a.controller))
+    if (!readController(object, a.connectable, &a.controller) || !readL2cap(object, a.connectable, &a))
         return false;
     a.services = object.value(QLatin1String("services")).toArray();
     a.txPower = qint8(txPower);

@@ -53,7 +53,7 @@ private slots:
         QVector<VirtualAdvertiser> devices;
         WorldLoader loader("world.json");
         QVERIFY2(loader.parse(kWorld, &devices), qPrintable(loader.error()));
-        m_device = std::make_unique<WorldDevice>(devices.at(0).services, ControllerInfo(), 1);
+        m_device = std::make_unique<WorldDevice>(devices.at(0), 1);
         open();
     }
     void cleanup()

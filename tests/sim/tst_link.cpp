@@ -123,7 +123,7 @@ private slots:
             });
         }
         QVERIFY(central.connections()->send(0, 0x0004, "ping"));
-        QVERIFY(central.connections()->send(0, 0x0005, "nobody takes this channel"));
+        QVERIFY(central.connections()->send(0, 0x0003, "nobody takes this channel"));
         QVERIFY(peripheral.connections()->send(0, 0x0004, "pong"));
         QTRY_COMPARE_WITH_TIMEOUT(heard[1], QStringList{"0 ping"}, 5000);
         QTRY_COMPARE_WITH_TIMEOUT(heard[0], QStringList{"0 pong"}, 5000);

@@ -34,7 +34,8 @@ private slots:
         row("misspelt key", device("\"name\": \"Lamp\", \"rsi\": -50"),
             "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
-            "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat");
+            "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat, l2cap, "
+            "l2capChannels");
         row("feature unknown", device("\"features\": [\"encryption\", \"le2M\"]"),
             "device 0: \"features\" knows no \"le2M\"; known: encryption, connectionParametersRequest, extendedReject, "
             "slaveFeaturesExchange, ping, dataLengthExtension, privacy, extendedScannerFilter, stableModulationTx, "
@@ -132,6 +133,22 @@ private slots:
             "device 0: \"services[0].characteristics[0].vary\" starts from 72 in \"value\", outside 80 to 90");
         row("vary of a value never sent", varying(R"({"at": 1, "bytes": 1, "min": 60, "max": 90})", ""),
             "device 0: \"services[0].characteristics[0].vary\" needs \"notifyEveryMs\": a value moves as it is sent");
+        row("L2CAP on a device nobody connects to", device("\"connectable\": false, \"l2capChannels\": 1"),
+            "device 0: \"l2capChannels\" is never asked for: the device is not connectable");
+        row("L2CAP channels past the dynamic CIDs", device("\"l2capChannels\": 65"),
+            "device 0: \"l2capChannels\" must be a whole number from 0 to 64, not 65");
+        row("PSM without its service", device("\"l2cap\": [{\"psm\": 128}]"), "device 0: \"l2cap[0].service\" is required");
+        row("PSM past a byte", device("\"l2cap\": [{\"psm\": 256, \"service\": \"echo\"}]"),
+            "device 0: \"l2cap[0].psm\" must be a whole number from 1 to 255, not 256");
+        row("service unknown", device("\"l2cap\": [{\"psm\": 128, \"service\": \"mirror\"}]"),
+            "device 0: \"l2cap[0].service\" must be \"echo\" or \"sink\", not \"mirror\"");
+        row("MPS below 23", device("\"l2cap\": [{\"psm\": 128, \"service\": \"echo\", \"mps\": 22}]"),
+            "device 0: \"l2cap[0].mps\" must be a whole number from 23 to 65533, not 22");
+        row("security misspelt", device("\"l2cap\": [{\"psm\": 128, \"service\": \"sink\", \"security\": \"pairing\"}]"),
+            "device 0: \"l2cap[0].security\" must be \"none\" or \"encryption\" or \"authentication\", not \"pairing\"");
+        row("PSM served twice",
+            device("\"l2cap\": [{\"psm\": 128, \"service\": \"echo\"}, {\"psm\": 128, \"service\": \"sink\"}]"),
+            "device 0: \"l2cap[1].psm\" 128 is served by an earlier entry");
         row("descriptor with a misspelt key",
             device("\"services\": [{\"uuid\": \"180D\", \"characteristics\": [{\"uuid\": \"2A37\", \"descriptors\": "
                    "[{\"uuid\": \"2902\", \"valeu\": \"0000\"}]}]}]"),
