@@ -12,6 +12,7 @@
 #include "app/maindonglewidget.h"
 #include "app/mainwindow.h"
 #include "gap/cconnectionwidget.h"
+#include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "simprocess.h"
 
@@ -119,6 +120,31 @@ public:
         table()->scrollTo(index);
         QTest::mouseClick(table()->viewport(), Qt::LeftButton, {}, table()->visualRect(index).center());
         QCOMPARE(table()->currentIndex().row(), index.row());
+    }
+
+    // The tab of the connection to that address; null while there is none.
+    CLayerWidget* layerOf(const QString& address) const
+    {
+        return qobject_cast<CLayerWidget*>(tabs()->widget(tabIndex("Peer Address: " + address)));
+    }
+    // Connects to the device of that address from the Master page and shows its tab; null when
+    // the connection never came.
+    CLayerWidget* connectTo(const QString& address)
+    {
+        tabs()->setCurrentIndex(0);
+        if (button("buttonScan")->text() == "Start Scan") {
+            scanUntilHeard({address});
+        } else {
+            if (!QTest::qWaitFor([&] { return rowOf(address) >= 0; }, 10000))
+                return nullptr;
+            press(address);
+        }
+        QToolButton* connect = button("buttonConnect");
+        connect->click();
+        if (!QTest::qWaitFor([&] { return connect->text() == "Disconnect" && layerOf(address); }, 10000))
+            return nullptr;
+        tabs()->setCurrentWidget(layerOf(address));
+        return layerOf(address);
     }
 
     std::unique_ptr<SimProcess> sim;

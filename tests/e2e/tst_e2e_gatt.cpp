@@ -85,10 +85,6 @@ private:
     void press(CGattWidget* panel, const QString& handle);
     QToolButton* button(CGattWidget* panel, const char* name) const { return panel->findChild<QToolButton*>(name); }
     QTreeView* view(CGattWidget* panel) const { return panel->findChild<QTreeView*>("treeView"); }
-    CLayerWidget* layerOf(const QString& address) const
-    {
-        return qobject_cast<CLayerWidget*>(m_bench->tabs()->widget(m_bench->tabIndex("Peer Address: " + address)));
-    }
 
     QTemporaryDir m_workDir;
     std::unique_ptr<MasterBench> m_bench;
@@ -116,20 +112,9 @@ void TestE2eGatt::cleanup()
 
 CGattWidget* TestE2eGatt::connectTo(const QString& address)
 {
-    m_bench->tabs()->setCurrentIndex(0);
-    if (m_bench->button("buttonScan")->text() == "Start Scan") {
-        m_bench->scanUntilHeard({address});
-    } else {
-        if (!QTest::qWaitFor([&] { return m_bench->rowOf(address) >= 0; }, 10000))
-            return nullptr;
-        m_bench->press(address);
-    }
-    QToolButton* connect = m_bench->button("buttonConnect");
-    connect->click();
-    if (!QTest::qWaitFor([&] { return connect->text() == "Disconnect" && layerOf(address); }, 10000))
+    CLayerWidget* layer = m_bench->connectTo(address);
+    if (!layer)
         return nullptr;
-    CLayerWidget* layer = layerOf(address);
-    m_bench->tabs()->setCurrentWidget(layer);
     layer->pages()->setCurrentWidget(layer->gattPage());
     return layer->gattPage();
 }
@@ -158,7 +143,7 @@ void TestE2eGatt::thermometerDiscoveredWrittenAndExported()
 {
     CGattWidget* panel = connectTo(kThermometer);
     QVERIFY(panel);
-    const char condix = char(layerOf(kThermometer)->condix());
+    const char condix = char(m_bench->layerOf(kThermometer)->condix());
     // The MTU first: the page says so in a message box, and the peer's 247 is taken.
     QString said;
     whenModal([&said](QWidget* box) {
@@ -259,7 +244,7 @@ void TestE2eGatt::heartRateNotifiesUntilSwitchedOff()
     CGattWidget* panel = connectTo(kSensor);
     QVERIFY(panel);
     discover(panel);
-    const char condix = char(layerOf(kSensor)->condix());
+    const char condix = char(m_bench->layerOf(kSensor)->condix());
     QObject watching; // the watches below end with this function, however it ends
     int notifications = 0;
     connect(m_bench->tab->msg(), &CMsg::sig_rcvGattMsg, &watching, [&](const QByteArray& frame) {
@@ -307,7 +292,7 @@ void TestE2eGatt::linkLostMidDiscovery()
 {
     CGattWidget* panel = connectTo(kThermometer);
     QVERIFY(panel);
-    CLayerWidget* layer = layerOf(kThermometer);
+    CLayerWidget* layer = m_bench->layerOf(kThermometer);
     const int condix = layer->condix();
     CGapCmdWidget* gap = layer->gapPage();
     CCommandUiWidget* update = nullptr;
