@@ -253,22 +253,10 @@ private slots:
             row(name, {{"A " + command, answer, ""}});
         };
         refused("PSM 0", registerPsm(0), ack("04@0D", 23) + " | log: Register PSM: PSM 0 is no PSM");
-        refused("security level 4", registerPsm(0x80, 4), ack("04@0D", 1) + " | log: Register PSM: security level 4 unknown");
         row("a PSM twice", {{"A " + registerPsm(0x80) + " " + registerPsm(0x80),
                              ack("04@0D") + " | " + ack("04@0D", 24) + " | log: Register PSM: PSM 128 is registered already", ""}});
-        QStringList eight, acks;
-        for (int psm = 1; psm <= 8; ++psm) {
-            eight << registerPsm(psm);
-            acks << ack("04@0D");
-        }
-        row("a ninth PSM", {{"A " + eight.join(' '), acks.join(" | "), ""},
-                            {"A " + registerPsm(9), ack("04@0D", 25) + " | log: Register PSM: 8 PSMs are registered already", ""}});
-        refused("unregistering a PSM never registered", frame("AA 04 0F", "80"),
-                ack("04@0F", 23) + " | log: Unregister PSM: PSM 128 is not registered");
         refused("a CID below the dynamic ones", create(0x80, 0x3F, 10, 100, 23),
                 ack("04@01", 1) + " | log: Create COC: local CID 0x003F outside 0x0040 to 0x007F");
-        refused("an MPS past 65533", create(0x80, 0x40, 10, 100, 65534),
-                ack("04@01", 1) + " | log: Create COC: MPS 65534 outside 23 to 65533");
         row("a CID in use", {{"A " + create(0x80, 0x40, 10, 100, 23) + " " + create(0x80, 0x40, 10, 100, 23),
                               ack("04@01") + " | " + ack("04@01", 1) + " | log: Create COC: local CID 0x0040 is in use on link 0 | "
                                   + created(58, 0x80, 0x40, 10, 0, 0, 0),
