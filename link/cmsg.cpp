@@ -199,10 +199,20 @@ void CMsg::deliver()
             }
             next = std::move(m_received.front());
             m_received.pop_front();
+            // A receiver may wait in an event loop of its own (a message box): what comes
+            // meanwhile is handed on from there, by a delivery posted anew.
+            m_deliveryDue = false;
         }
         (this->*next.first)(next.second);
         if (!alive)
             return;
+        {
+            QMutexLocker lock(&m_receivedMutex);
+            // A delivery posted meanwhile goes on with the queue.
+            if (m_deliveryDue || m_received.empty())
+                return;
+            m_deliveryDue = true;
+        }
         if (spent.elapsed() >= DeliveryBudgetMs) {
             // A timer, unlike a posted call, waits for the timers and paint events already due.
             m_deliveryTimer->start(0);

@@ -269,6 +269,27 @@ private slots:
             QCOMPARE(order.at(i), i);
     }
 
+    // A receiver that waits in an event loop of its own, as behind a message box, still hears
+    // the uplinks that come meanwhile, in order.
+    void uplinksReachAReceiverThatWaits()
+    {
+        QVector<int> order;
+        bool waited = false;
+        connect(m_msg, &CMsg::sig_rcvGapMsg, this, [&](const QByteArray& frame) {
+            order << quint8(frame.at(5));
+            if (order.size() == 1)
+                waited = QTest::qWaitFor([&] { return order.size() == 3; }, 5000);
+        });
+        SerialPortThread* port = m_msg->findChild<SerialPortThread*>();
+        emit port->sig_rcvGapMsg(bytes("dd0102010000"));
+        QTimer::singleShot(50, this, [&] {
+            emit port->sig_rcvGapMsg(bytes("dd0102010001"));
+            emit port->sig_rcvGapMsg(bytes("dd0102010002"));
+        });
+        QTRY_VERIFY(waited);
+        QCOMPARE(order, (QVector<int>{0, 1, 2}));
+    }
+
     // The frame parser on its own, fed each stream whole, cut in two at every offset, and byte by byte.
     void parse_data()
     {
