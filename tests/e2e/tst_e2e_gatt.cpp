@@ -16,8 +16,6 @@
 #include "gatt/gatttablemodel.h"
 #include "gatt/treemodel.h"
 #include "masterbench.h"
-#include "schema/ccommanduiwidget.h"
-#include "schema/cvalidatelineedit.h"
 #include "whenmodal.h"
 
 namespace {
@@ -68,9 +66,17 @@ class TestE2eGatt : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        // The save dialog as a widget of this process, whatever the desktop offers, so the test can answer it.
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    }
+    void init()
+    {
+        m_bench = std::make_unique<MasterBench>();
+        m_bench->start();
+    }
+    void cleanup() { m_bench.reset(); }
     void thermometerDiscoveredWrittenAndExported();
     void batteryLevelRead();
     void heartRateNotifiesUntilSwitchedOff();
@@ -78,87 +84,44 @@ private slots:
 
 private:
     // Connects to the device of that address from the Master page and shows its GATT tab.
-    CGattWidget* connectTo(const QString& address);
+    CGattWidget* connectTo(const QString& address)
+    {
+        CLayerWidget* layer = m_bench->connectTo(address);
+        if (layer)
+            layer->pages()->setCurrentWidget(layer->gattPage());
+        return layer ? layer->gattPage() : nullptr;
+    }
     // Runs "Discover All Attributes" to its end.
-    void discover(CGattWidget* panel);
+    void discover(CGattWidget* panel)
+    {
+        QToolButton* discover = button(panel, "toolButton_dicoverAllAttr");
+        QTest::mouseClick(discover, Qt::LeftButton);
+        QVERIFY(!discover->isEnabled());
+        // The end of the walk gives the buttons back and builds the tree.
+        QTRY_VERIFY_WITH_TIMEOUT(discover->isEnabled(), 20000);
+        QVERIFY(panel->tree()->rowCount() > 0);
+    }
     // Presses the row of that handle in the view, which fills the detail frame.
-    void press(CGattWidget* panel, const QString& handle);
+    void press(CGattWidget* panel, const QString& handle)
+    {
+        QTreeView* tree = view(panel);
+        const QModelIndex index = rowOf(tree->model(), handle);
+        QVERIFY2(index.isValid(), qPrintable(handle));
+        tree->scrollTo(index);
+        QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualRect(index).center());
+        QCOMPARE(panel->findChild<QLabel*>("label_handle")->text(), handle.toLower());
+    }
     QToolButton* button(CGattWidget* panel, const char* name) const { return panel->findChild<QToolButton*>(name); }
     QTreeView* view(CGattWidget* panel) const { return panel->findChild<QTreeView*>("treeView"); }
-    CLayerWidget* layerOf(const QString& address) const
-    {
-        return qobject_cast<CLayerWidget*>(m_bench->tabs()->widget(m_bench->tabIndex("Peer Address: " + address)));
-    }
 
-    QTemporaryDir m_workDir;
     std::unique_ptr<MasterBench> m_bench;
 };
-
-void TestE2eGatt::initTestCase()
-{
-    QDir::setCurrent(m_workDir.path());
-    QDir().mkpath(SCREENSHOT_DIR);
-    applyFlatStyle();
-    // The save dialog as a widget of this process, whatever the desktop offers, so the test can answer it.
-    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-}
-
-void TestE2eGatt::init()
-{
-    m_bench = std::make_unique<MasterBench>();
-    m_bench->start();
-}
-
-void TestE2eGatt::cleanup()
-{
-    m_bench.reset();
-}
-
-CGattWidget* TestE2eGatt::connectTo(const QString& address)
-{
-    m_bench->tabs()->setCurrentIndex(0);
-    if (m_bench->button("buttonScan")->text() == "Start Scan") {
-        m_bench->scanUntilHeard({address});
-    } else {
-        if (!QTest::qWaitFor([&] { return m_bench->rowOf(address) >= 0; }, 10000))
-            return nullptr;
-        m_bench->press(address);
-    }
-    QToolButton* connect = m_bench->button("buttonConnect");
-    connect->click();
-    if (!QTest::qWaitFor([&] { return connect->text() == "Disconnect" && layerOf(address); }, 10000))
-        return nullptr;
-    CLayerWidget* layer = layerOf(address);
-    m_bench->tabs()->setCurrentWidget(layer);
-    layer->pages()->setCurrentWidget(layer->gattPage());
-    return layer->gattPage();
-}
-
-void TestE2eGatt::discover(CGattWidget* panel)
-{
-    QToolButton* discover = button(panel, "toolButton_dicoverAllAttr");
-    QTest::mouseClick(discover, Qt::LeftButton);
-    QVERIFY(!discover->isEnabled());
-    // The end of the walk gives the buttons back and builds the tree.
-    QTRY_VERIFY_WITH_TIMEOUT(discover->isEnabled(), 20000);
-    QVERIFY(panel->tree()->rowCount() > 0);
-}
-
-void TestE2eGatt::press(CGattWidget* panel, const QString& handle)
-{
-    QTreeView* tree = view(panel);
-    const QModelIndex index = rowOf(tree->model(), handle);
-    QVERIFY2(index.isValid(), qPrintable(handle));
-    tree->scrollTo(index);
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualRect(index).center());
-    QCOMPARE(panel->findChild<QLabel*>("label_handle")->text(), handle.toLower());
-}
 
 void TestE2eGatt::thermometerDiscoveredWrittenAndExported()
 {
     CGattWidget* panel = connectTo(kThermometer);
     QVERIFY(panel);
-    const char condix = char(layerOf(kThermometer)->condix());
+    const char condix = char(m_bench->layerOf(kThermometer)->condix());
     // The MTU first: the page says so in a message box, and the peer's 247 is taken.
     QString said;
     whenModal([&said](QWidget* box) {
@@ -215,7 +178,7 @@ void TestE2eGatt::thermometerDiscoveredWrittenAndExported()
     QCOMPARE(interval.siblingAtColumn(3).data(Qt::ForegroundRole).value<QColor>(), QColor("#189ede"));
 
     // The export holds the table's rows, whichever view is shown.
-    const QString path = m_workDir.filePath("thermometer.csv");
+    const QString path = m_bench->workDir.filePath("thermometer.csv");
     whenModal([path](QWidget* dialog) {
         auto* save = qobject_cast<QFileDialog*>(dialog);
         QVERIFY(save);
@@ -259,7 +222,7 @@ void TestE2eGatt::heartRateNotifiesUntilSwitchedOff()
     CGattWidget* panel = connectTo(kSensor);
     QVERIFY(panel);
     discover(panel);
-    const char condix = char(layerOf(kSensor)->condix());
+    const char condix = char(m_bench->layerOf(kSensor)->condix());
     QObject watching; // the watches below end with this function, however it ends
     int notifications = 0;
     connect(m_bench->tab->msg(), &CMsg::sig_rcvGattMsg, &watching, [&](const QByteArray& frame) {
@@ -307,24 +270,14 @@ void TestE2eGatt::linkLostMidDiscovery()
 {
     CGattWidget* panel = connectTo(kThermometer);
     QVERIFY(panel);
-    CLayerWidget* layer = layerOf(kThermometer);
+    CLayerWidget* layer = m_bench->layerOf(kThermometer);
     const int condix = layer->condix();
     CGapCmdWidget* gap = layer->gapPage();
-    CCommandUiWidget* update = nullptr;
-    for (CCommandUiWidget* form : gap->forms())
-        if (form->name() == "Update Connection Parameters Request")
-            update = form;
+    CCommandUiWidget* update = formNamed(gap->forms(), "Update Connection Parameters Request");
     QVERIFY(update);
     layer->pages()->setCurrentWidget(gap);
-    QTest::mouseClick(update->findChild<QWidget*>("sigWidget"), Qt::LeftButton);
-    for (const QString& typed : {"Connection Interval Minimum(ms)=100", "Connection Interval Maximum(ms)=100",
-                                 "Connection Latency=0", "Supervision Timeout(ms)=4000"}) {
-        auto* edit = qobject_cast<CValidateLineEdit*>(formControl(*update, typed.section('=', 0, 0)));
-        QVERIFY(edit);
-        edit->setFocus();
-        edit->selectAll();
-        QTest::keyClicks(edit, typed.section('=', 1));
-    }
+    typeIntoForm(update, {"Connection Interval Minimum(ms)=100", "Connection Interval Maximum(ms)=100",
+                          "Connection Latency=0", "Supervision Timeout(ms)=4000"});
     update->findChild<QPushButton*>("btn_command")->click();
     QCOMPARE(gap->diagramWidget()->state(), int(DiagramWidget::Updating));
     QTRY_COMPARE_WITH_TIMEOUT(gap->diagramWidget()->state(), int(DiagramWidget::Linked), 10000);
