@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QByteArray>
+
+// The frame with the byte behind it that makes all its bytes sum to zero, as the link adds it.
+inline QByteArray withChecksum(const QByteArray& frame)
+{
+    char sum = 0;
+    for (char byte : frame)
+        sum = char(sum + byte);
+    return frame + char(-sum);
+}
+
+// A 16-bit value least significant byte first, as the frames carry numbers.
+inline QByteArray le16(int value)
+{
+    return QByteArray(1, char(value & 0xff)) + char((value >> 8) & 0xff);
+}
