@@ -58,7 +58,8 @@ public:
     QByteArray read(int size, int timeoutMs = 5000)
     {
         QByteArray bytes;
-        QTest::qWaitFor([&] { return (bytes += readAll()).size() >= size; }, timeoutMs);
+        if (!QTest::qWaitFor([&] { return (bytes += readAll()).size() >= size; }, timeoutMs))
+            qWarning("only %d of %d bytes came", int(bytes.size()), size);
         return bytes;
     }
 
