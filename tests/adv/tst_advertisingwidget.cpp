@@ -6,10 +6,7 @@
 
 #include "adv/advertisingwidget.h"
 #include "advpage.h"
-#include "capturelogger.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 #include "schema/ccommand.h"
 
 namespace {
@@ -37,16 +34,9 @@ QByteArray stopped(int advIndex)
 
 // The Slave page on a port whose far end the test reads; the dongle's answers are handed to the
 // page as the port would.
-class SlaveBench
+struct SlaveBench : LinkBench
 {
-public:
-    SlaveBench()
-        : logger("tst_advertisingwidget")
-    {
-        logger.addLogger(log = new CaptureLogger);
-        msg.openPort(pty.portName());
-        page.resize(1300, 560);
-    }
+    SlaveBench() { page.resize(1300, 560); }
 
     // "MM@OO" of the commands sent since last asked, read from their log lines, which are
     // written as they are queued; the index byte follows the start and stop commands ("01@27:2").
@@ -79,10 +69,6 @@ public:
         return nullptr;
     }
 
-    PtyPair pty;
-    LogManager logger;
-    CaptureLogger* log = nullptr;
-    CMsg msg{&logger};
     FieldValueMap config;
     advertisingWidget page{&msg, &logger, &config};
 };

@@ -3,10 +3,7 @@
 #include <QtTest>
 
 #include "advpage.h"
-#include "capturelogger.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 
 namespace {
 
@@ -15,21 +12,15 @@ const char* const kExtended = CAdvBaseWidget::ExtendedKind;
 const char* const kPeriodic = CAdvBaseWidget::PeriodicKind;
 
 // A page of the kind on a port whose far end the test reads.
-struct PageBench
+struct PageBench : LinkBench
 {
     explicit PageBench(const QString& kind)
     {
-        logger.addLogger(log = new CaptureLogger);
-        msg.openPort(pty.portName());
         page.reset(CAdvBaseWidget::create(kind, &msg, &logger, &config));
         page->resize(980, 760);
         log->clear();
     }
 
-    PtyPair pty;
-    LogManager logger{"tst_cadvpages"};
-    CaptureLogger* log = nullptr;
-    CMsg msg{&logger};
     FieldValueMap config;
     std::unique_ptr<CAdvBaseWidget> page;
     ModalCatcher boxes;

@@ -9,14 +9,11 @@
 
 #include <memory>
 
-#include "capturelogger.h"
 #include "frames.h"
 #include "gap/cgapcmdwidget.h"
 #include "gap/cupdateconnparams.h"
 #include "gap/diagramwidget.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 #include "schema/ccommanduiwidget.h"
 #include "schema/cvalidatelineedit.h"
 #include "whenmodal.h"
@@ -41,37 +38,21 @@ class TestCGapCmdWidget : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<PtyPair> m_pty;
-    std::unique_ptr<LogManager> m_logger;
-    CaptureLogger* m_log = nullptr;
-    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<LinkBench> m_link;
     FieldValueMap m_config{{"device_name", "636261"}, {"identity_addr", "C01122334455"}};
     QString m_dongle = "Bench";
 
     std::unique_ptr<CGapCmdWidget> page(uint8_t condix)
     {
         // 30 ms interval, no latency, 720 ms supervision timeout.
-        return std::make_unique<CGapCmdWidget>(m_msg.get(), m_logger.get(), &m_config, &m_dongle, condix, 24, 0, 72,
+        return std::make_unique<CGapCmdWidget>(&m_link->msg, &m_link->logger, &m_config, &m_dongle, condix, 24, 0, 72,
                                                "Tarvine HR", "c6:5a:10:00:00:01");
     }
 
 private slots:
     void initTestCase() { applyFlatStyle(); }
-    void init()
-    {
-        m_pty = std::make_unique<PtyPair>();
-        m_logger = std::make_unique<LogManager>("tst_cgapcmdwidget");
-        m_logger->addLogger(m_log = new CaptureLogger);
-        m_msg = std::make_unique<CMsg>(m_logger.get());
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        m_log->clear();
-    }
-    void cleanup()
-    {
-        m_msg.reset();
-        m_logger.reset();
-        m_pty.reset();
-    }
+    void init() { m_link = std::make_unique<LinkBench>(); }
+    void cleanup() { m_link.reset(); }
 
     void diagramAndFormsAtTheStart()
     {
@@ -131,26 +112,26 @@ private slots:
         QFETCH(QByteArray, uplink);
         QFETCH(QString, complaint);
         const auto gap = page(3);
-        emit m_msg->sig_rcvGapMsg(uplink);
-        const bool anyLine = std::any_of(m_log->lines.cbegin(), m_log->lines.cend(), [](const auto& line) {
+        emit m_link->msg.sig_rcvGapMsg(uplink);
+        const bool anyLine = std::any_of(m_link->log->lines.cbegin(), m_link->log->lines.cend(), [](const auto& line) {
             return line.second.contains("Uplink Command Name");
         });
         QTEST(anyLine, "logged");
         QTEST(gap->forms().at(7)->findChild<CValidateLineEdit*>()->text(), "rssi");
         QTEST(text(gap->diagramWidget(), "m_lbMin"), "interval");
         if (!complaint.isEmpty())
-            QVERIFY2(m_log->contains(complaint, 4), qPrintable(m_log->texts().join('\n')));
+            QVERIFY2(m_link->log->contains(complaint, 4), qPrintable(m_link->log->texts().join('\n')));
     }
 
     void responsesOnlyAfterTheyWereAskedFor()
     {
         const auto gap = page(3);
         const QByteArray refused = QByteArray::fromHex("bb014d010002");
-        emit m_msg->sig_rcvGapMsg(refused);
-        QVERIFY(m_log->lines.isEmpty());
+        emit m_link->msg.sig_rcvGapMsg(refused);
+        QVERIFY(m_link->log->lines.isEmpty());
         gap->forms().at(3)->findChild<QPushButton*>("btn_command")->click();
-        emit m_msg->sig_rcvGapMsg(refused);
-        QVERIFY(m_log->texts().join('\n').contains("[SDK Result] Uplink Command Name:Get Peer Version"));
+        emit m_link->msg.sig_rcvGapMsg(refused);
+        QVERIFY(m_link->log->texts().join('\n').contains("[SDK Result] Uplink Command Name:Get Peer Version"));
     }
 
     // The peer asks for new parameters: only its link's page asks the user, who answers. The
@@ -173,7 +154,7 @@ private slots:
         const auto second = page(2);
         QSignalSpy front(second.get(), &CGapCmdWidget::sig_showDongleTab);
         // 30 to 50 ms, latency 4, 4 s, for condix 2.
-        emit m_msg->sig_rcvGapMsg(frame("3c" "1800" "2800" "0400" "9001" "02"));
+        emit m_link->msg.sig_rcvGapMsg(frame("3c" "1800" "2800" "0400" "9001" "02"));
         QVERIFY(first->findChildren<CUpdateConnParams*>().isEmpty());
         const auto dialogs = second->findChildren<CUpdateConnParams*>();
         QCOMPARE(dialogs.size(), 1);
@@ -192,7 +173,7 @@ private slots:
         QTest::mouseClick(dialog->findChild<QAbstractButton*>(answer), Qt::LeftButton);
         QTRY_VERIFY(!alive);
         // Update Connection Parameters Reply: accept, condix.
-        QCOMPARE(m_pty->read(7).toHex(), withChecksum(QByteArray::fromHex("aa01390200") + char(accept) + '\x02').toHex());
+        QCOMPARE(m_link->pty.read(7).toHex(), withChecksum(QByteArray::fromHex("aa01390200") + char(accept) + '\x02').toHex());
         QCOMPARE(second->diagramWidget()->state(), state);
         QCOMPARE(first->diagramWidget()->state(), int(DiagramWidget::Linked));
     }

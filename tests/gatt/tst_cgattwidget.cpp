@@ -10,14 +10,11 @@
 
 #include <memory>
 
-#include "capturelogger.h"
 #include "frames.h"
 #include "gatt/cgattwidget.h"
 #include "gatt/gatttablemodel.h"
 #include "gatt/treemodel.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 #include "whenmodal.h"
 
 namespace {
@@ -36,10 +33,7 @@ class TestCGattWidget : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<PtyPair> m_pty;
-    std::unique_ptr<LogManager> m_logger;
-    CaptureLogger* m_log = nullptr;
-    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<LinkBench> m_link;
     QString m_dongleName = QStringLiteral("Bench");
     std::unique_ptr<CGattWidget> m_panel;
 
@@ -61,28 +55,21 @@ private slots:
     void initTestCase() { applyFlatStyle(); }
     void init()
     {
-        m_pty = std::make_unique<PtyPair>();
-        m_logger = std::make_unique<LogManager>("tst_cgattwidget");
-        m_logger->addLogger(m_log = new CaptureLogger);
-        m_msg = std::make_unique<CMsg>(m_logger.get());
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        m_panel = std::make_unique<CGattWidget>(1, m_msg.get(), m_logger.get(), &m_dongleName);
+        m_link = std::make_unique<LinkBench>();
+        m_panel = std::make_unique<CGattWidget>(1, &m_link->msg, &m_link->logger, &m_dongleName);
         m_panel->resize(1100, 500);
         m_panel->show();
-        m_log->clear();
     }
     void cleanup()
     {
         m_panel.reset();
-        m_msg.reset();
-        m_logger.reset();
-        m_pty.reset();
+        m_link.reset();
     }
 
     void discoveryBuildsBothViews()
     {
         QTest::mouseClick(button("toolButton_dicoverAllAttr"), Qt::LeftButton);
-        QCOMPARE(m_pty->read(7).toHex(), withChecksum(QByteArray::fromHex("aa03290100") + '\1').toHex());
+        QCOMPARE(m_link->pty.read(7).toHex(), withChecksum(QByteArray::fromHex("aa03290100") + '\1').toHex());
         QVERIFY(!button("toolButton_dicoverAllAttr")->isEnabled());
         QVERIFY(!m_panel->findChild<QTabWidget*>("gattTabWidget")->isEnabled());
         receive(uplink(0x30, QByteArray::fromHex("02") + le16(9) + le16(9) + le16(0x180F))); // another link
@@ -117,12 +104,12 @@ private slots:
                           Qt::LeftButton);
         // Write Characteristic Descriptor: condix, handle 4, the word; 0x2A39 has no descriptor.
         const QByteArray write = withChecksum(QByteArray::fromHex("aa0324050001") + le16(4) + word);
-        QCOMPARE(m_pty->read(write.size()).toHex(), write.toHex());
+        QCOMPARE(m_link->pty.read(write.size()).toHex(), write.toHex());
         QCOMPARE(m_panel->pending(), 1);
         QVERIFY(!button("toolButton_readAllChar")->isEnabled());
         receive(uplink(0x25, QByteArray::fromHex("0100") + le16(4)));
         const QByteArray read = withChecksum(QByteArray::fromHex("aa0320030001") + le16(4));
-        QCOMPARE(m_pty->read(read.size()).toHex(), read.toHex());
+        QCOMPARE(m_link->pty.read(read.size()).toHex(), read.toHex());
         // The read list: condix, status, one record of handle, two skipped bytes, length, value.
         receive(uplink(0x21, QByteArray::fromHex("01000100") + le16(4) + le16(0) + le16(2) + word));
         QVERIFY(button("toolButton_readAllChar")->isEnabled());
@@ -144,7 +131,7 @@ private slots:
         QTest::mouseClick(button("toolButton_readAllChar"), Qt::LeftButton);
         // Read Long Characteristic Value of handle 6 at offset 0: the only readable one.
         const QByteArray read = withChecksum(QByteArray::fromHex("aa031205000106000000"));
-        QCOMPARE(m_pty->read(read.size()).toHex(), read.toHex());
+        QCOMPARE(m_link->pty.read(read.size()).toHex(), read.toHex());
         receive(uplink(0x13, QByteArray::fromHex("01000100") + le16(6) + le16(0) + le16(1) + '\x02'));
         QCOMPARE(m_panel->findChild<QTextEdit*>("textEdit_value")->toPlainText(), QString("02"));
         receive(uplink(0x28, QByteArray::fromHex("0101") + le16(6) + '\x05')); // a notification
@@ -179,7 +166,7 @@ private slots:
         QFETCH(QString, logged);
         receive(uplink(0x03, body));
         QVERIFY(m_panel->attributes().isEmpty());
-        QVERIFY2(m_log->contains(logged, 4), qPrintable(m_log->texts().join('\n')));
+        QVERIFY2(m_link->log->contains(logged, 4), qPrintable(m_link->log->texts().join('\n')));
     }
 
     // A characteristic at the last handle leaves slot 0 empty; the link key box names the dongle
