@@ -96,18 +96,15 @@ private slots:
             expected.append(QString::fromLatin1(QByteArray::fromHex(frame).toHex(' ')));
             heads << QByteArray::fromHex(frame).left(3);
         }
-        QStringList sent;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                sent.clear();
-                for (const SimProcess::TraceLine& line : sim.trace()) {
-                    if (line.direction == "down" && heads.contains(line.bytes.left(3)))
-                        sent.append(QString::fromLatin1(line.bytes.toHex(' ')));
-                }
-                return sent.size() >= expected.size();
-            }(),
-            10000);
-        QCOMPARE(sent, expected);
+        const auto sent = [&] {
+            QStringList frames;
+            for (const SimProcess::TraceLine& line : sim.trace("down"))
+                if (heads.contains(line.bytes.left(3)))
+                    frames.append(QString::fromLatin1(line.bytes.toHex(' ')));
+            return frames;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(sent().size() >= expected.size(), 10000);
+        QCOMPARE(sent(), expected);
 
         // After a reset the start-up queries read back what the dongle now holds.
         QSignalSpy gap(tab->msg(), &CMsg::sig_rcvGapMsg);
