@@ -31,7 +31,7 @@ private slots:
     // Uplink frames (hex, space separated) in; downlink frames and the settings map after, and an
     // expected level-4 log line. A reset completion with status 0 runs the startup queries. The
     // forms of the other answers (appearance unpadded, parameters in four digits) are checked
-    // against the simulator in tst_e2e_startup.
+    // against the simulator in tst_e2e_settings.
     void uplinkFrames_data()
     {
         QTest::addColumn<QString>("frames");

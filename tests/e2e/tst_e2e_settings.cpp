@@ -62,8 +62,11 @@ private slots:
         MainDongleWidget* tab = window->firstDongle();
         QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
         tab->onConnectionStatusChanged(true);
-        // "profile" is seeded empty; the answer to the sixth start-up query fills it.
+        // "profile" is seeded empty; the answer to the sixth start-up query fills it. The queries fill
+        // the map from the dongle, its address and name last byte first ("Tarvine Sim 0").
         QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+        QCOMPARE(tab->config().value("identity_addr").toString(), QString("00005E005310"));
+        QCOMPARE(tab->config().value("device_name").toString(), QString("30206d695320656e6976726154"));
 
         bool applied = false;
         whenModal([&](QWidget* modal) {

@@ -205,7 +205,8 @@ private slots:
 
     // A closed port refuses frames and drops raw bytes; one holder per port; frames get their
     // checksum and raw bytes leave as given; closing drops the queue, and a reopened port sends
-    // and hears again, every parser signal and log line passed on.
+    // and hears again, every parser signal and log line passed on; a write to a far end that is
+    // gone fails.
     void sendsAndHears()
     {
         Recorder<CMsg> recorder(m_msg);
@@ -242,6 +243,12 @@ private slots:
                                   "download 444701020300aabbccc1", "dongle ff010003006f6b21",
                                   "lcp cc0901010011", "idt dd0a050000"}));
         QVERIFY(m_capture->contains(badHeader("31").mid(5), 1));
+
+        // The far end gone, as when a dongle is pulled out: the write fails, and says so.
+        delete m_pty;
+        m_pty = nullptr;
+        QCOMPARE(m_msg->sendMsg(bytes("aa01840000")), 0);
+        QTRY_VERIFY(m_capture->contains("Send msg by serial port failed.", 1));
     }
 
     // A pile of uplinks whose handling is slow is handed on in slices, a timer getting its turn

@@ -210,7 +210,7 @@ private slots:
                                         "4|Uplink Command Name:Disconnect Result:BLE ATT ERR VALUE NOT ALLOWED"}));
     }
 
-    // Eight bytes, the most a number takes; nine are refused (tst_devicestablemodel). Other
+    // Eight bytes, the most a number takes; nine are refused (tst_cconnectionwidget). Other
     // widths and the way back are covered by the frames of sendMsg.
     void eightByteNumber()
     {
