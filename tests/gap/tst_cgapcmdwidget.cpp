@@ -60,7 +60,6 @@ private slots:
         const DiagramWidget* diagram = gap->diagramWidget();
         QCOMPARE(text(diagram, "m_lbDongle"), QString("abc"));
         QCOMPARE(text(diagram, "m_lbDongleAddr"), QString("C0:11:22:33:44:55"));
-        QCOMPARE(text(diagram, "m_lbDevice") + ' ' + text(diagram, "m_lbDeviceAddr"), QString("Tarvine HR c6:5a:10:00:00:01"));
         QCOMPARE(text(diagram, "m_lbMin") + ' ' + text(diagram, "m_lbMax") + ' ' + text(diagram, "m_lbLatency") + ' '
                      + text(diagram, "m_lbTimeout"),
                  QString("30ms 30ms 0 720ms"));

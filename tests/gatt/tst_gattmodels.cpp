@@ -101,7 +101,6 @@ private slots:
             "  0X0004|0X2902|Client Characteristic Configuration||",
             " 0X0005|0X2803|Characteristic Declaration|02:06:00:38:2A|",
             "  0X0006|0X2A38|Body Sensor Location||0x02"};
-        QTest::newRow("empty table") << QVector<GattAttribute>() << QStringList() << QString();
         QTest::newRow("characteristics with their value rows and a descriptor") << heartRate() << heartRateRows << QString();
 
         QVector<GattAttribute> open = heartRate();

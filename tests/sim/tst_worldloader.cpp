@@ -28,17 +28,12 @@ private slots:
         };
         row("not JSON", "{\"devices\": [", "not JSON: unterminated array at byte 13");
         row("not an object", "[]", "must be an object with \"devices\"");
-        row("misspelt top key", "{\"device\": []}", "\"device\" is no key of this file; known here: devices");
         row("devices not a list", "{\"devices\": {}}", "\"devices\" must be an array, not an object");
         row("device not an object", "{\"devices\": [7]}", "device 0: must be an object, not 7");
         row("misspelt key", device("\"name\": \"Lamp\", \"rsi\": -50"),
             "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
             "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat");
-        row("feature unknown", device("\"features\": [\"encryption\", \"le2M\"]"),
-            "device 0: \"features\" knows no \"le2M\"; known: encryption, connectionParametersRequest, extendedReject, "
-            "slaveFeaturesExchange, ping, dataLengthExtension, privacy, extendedScannerFilter, stableModulationTx, "
-            "stableModulationRx, extendedAdvertising, periodicAdvertising, channelSelection2, powerClass1, minimumUsedChannels");
         row("PHYs without LE 1M", device("\"phys\": [\"2M\"]"), "device 0: \"phys\" must hold \"1M\", which every device takes");
         row("LMP version past a byte", device("\"lmpVersion\": 256"),
             "device 0: \"lmpVersion\" must be a whole number from 0 to 255, not 256");
