@@ -11,7 +11,6 @@
 #include "uplinkbytes.h"
 
 static const char* const kDisconnect0 = "AA 01 07 01 00 00 4D";
-static const char* const kConnectDongle1Within50ms = CONNECT("00 01 05 00", "11 53 00 5E 00 00 00 00 81");
 // Dongle 1's set 0, as the tool starts it: connectable and general discoverable every 20 ms, its
 // name in the data, and its end once a central connects.
 static const char* const kAdvertise = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5 "
@@ -190,28 +189,6 @@ private slots:
             QTRY_COMPARE_WITH_TIMEOUT(pair.up[0].toHex(' '), frames(centralHears.at(i)).toHex(' '), 5000);
             QTRY_COMPARE_WITH_TIMEOUT(pair.up[1].toHex(' '), frames(peripheralHears.at(i)).toHex(' '), 5000);
         }
-    }
-    // A dongle that is reset or loses its power stops advertising, so nobody connects to it.
-    void noPeripheralAfter_data()
-    {
-        QTest::addColumn<QString>("event");
-        QTest::newRow("its host resets it") << "reset";
-        QTest::newRow("it is unplugged") << "unplug";
-    }
-    void noPeripheralAfter()
-    {
-        Pair pair;
-        QFETCH(QString, event);
-        if (event == "reset")
-            pair.peripheral.feed(hex(kReset));
-        else
-            pair.peripheral.powerCycle();
-
-        pair.clear();
-        // The set's events come every 20 ms: one would be taken well before the 50 ms time-out.
-        pair.central.feed(hex(kConnectDongle1Within50ms));
-        QTRY_COMPARE_WITH_TIMEOUT(pair.up[0].toHex(' '), frames("BB 01 3F 01 00 00 04 | DD 01 80 00 00 A2").toHex(' '), 5000);
-        QCOMPARE(pair.up[1].toHex(' '), QByteArray());
     }
     // A central's host that answers the link as soon as it hears of it, as a tool may.
     void answeredAsItOpens_data()
