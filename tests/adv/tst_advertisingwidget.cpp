@@ -1,5 +1,4 @@
 #include <QComboBox>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QTableView>
 #include <QtTest>

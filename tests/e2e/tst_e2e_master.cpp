@@ -1,7 +1,6 @@
 #include <QComboBox>
 #include <QPushButton>
 #include <QTabBar>
-#include <QTableView>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QtTest>

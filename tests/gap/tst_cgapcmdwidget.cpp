@@ -4,7 +4,6 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QSignalSpy>
-#include <QToolButton>
 #include <QtTest>
 
 #include <memory>

@@ -1,6 +1,4 @@
-#include <QAbstractButton>
 #include <QComboBox>
-#include <QLabel>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTextEdit>

@@ -1,14 +1,11 @@
 #include <QCheckBox>
-#include <QDialog>
 #include <QFile>
-#include <QLabel>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTextBlock>
 #include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBrowser>
-#include <QTimer>
 #include <QToolButton>
 #include <QtTest>
 

@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <QProcess>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
