@@ -47,7 +47,6 @@ private slots:
         QTest::addColumn<QByteArray>("bytes");
         QTest::newRow("16-bit incomplete: least significant byte first")
             << QStringList{"UUID 16-bit Incomplete List=180f"} << QByteArray::fromHex("0302" "0f18");
-        QTest::newRow("16-bit complete") << QStringList{"UUID 16-bit Complete List=2A00"} << QByteArray::fromHex("0303" "002a");
         QTest::newRow("32-bit complete, zeros filled in front") << QStringList{"UUID 32-bit Complete List=ABC"}
                                                                 << QByteArray::fromHex("0505" "bc0a0000");
         QTest::newRow("128-bit complete") << QStringList{"UUID 128-bit Complete List=000102030405060708090a0b0c0d0e0f"}

@@ -73,7 +73,6 @@ private slots:
         row("double max not snapped", "double", Dbl, "4000", "4000.00", "0c80");
         row("double empty takes min", "double", Dbl, "", "7.50", "0006");
         row("double in wire units", "double", Dbl10, "1280", "1280", "0080");
-        row("int16double positive", "int16double", I16d, "25.5", "25.5", "00ff");
         row("int16double negative", "int16double", I16d, "-5.5", "-5.5", "ffc9");
         row("int16double snaps away from zero", "int16double", I16d, "-0.05", "-0.1", "ffff");
         row("int16double below min", "int16double", I16d, "-200", "-128.0", "fb00");
