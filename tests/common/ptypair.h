@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QString>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -51,6 +52,15 @@ public:
             data.append(buffer, int(n));
         }
         return data;
+    }
+
+    // What the tool has written, once at least `size` bytes came or the time is up.
+    QByteArray read(int size, int timeoutMs = 5000)
+    {
+        QByteArray bytes;
+        if (!QTest::qWaitFor([&] { return (bytes += readAll()).size() >= size; }, timeoutMs))
+            qWarning("only %d of %d bytes came", int(bytes.size()), size);
+        return bytes;
     }
 
     bool write(const QByteArray& bytes)

@@ -4,6 +4,8 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QLabel>
+#include <QStringList>
 #include <QTimer>
 #include <QWidget>
 
@@ -20,6 +22,31 @@ inline void whenModal(std::function<void(QWidget*)> answer, int triesLeft = 500)
             whenModal(answer, triesLeft - 1);
     });
 }
+
+// Closes every modal box as soon as it is up and keeps "title: text" of each, so that a
+// refusal is read after the call that showed it, and a box nobody expected can't hang a test.
+class ModalCatcher
+{
+public:
+    ModalCatcher()
+    {
+        m_timer.setInterval(5);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] {
+            QWidget* box = QApplication::activeModalWidget();
+            if (!box)
+                return;
+            const auto* text = box->findChild<QLabel*>(QStringLiteral("m_text"));
+            shown.append(box->windowTitle() + QStringLiteral(": ") + (text ? text->text() : QString()));
+            box->close();
+        });
+        m_timer.start();
+    }
+
+    QStringList shown;
+
+private:
+    QTimer m_timer;
+};
 
 // The application's own look, so that screenshots show what users see.
 inline void applyFlatStyle()

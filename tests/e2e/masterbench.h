@@ -3,9 +3,11 @@
 #include <memory>
 
 #include <QAbstractItemModel>
+#include <QDir>
 #include <QSettings>
 #include <QTableView>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
 
@@ -15,20 +17,21 @@
 #include "gap/clayerwidget.h"
 #include "link/cmsg.h"
 #include "simprocess.h"
+#include "whenmodal.h"
 
 // The tool's window, with the default settings, on simulated dongles of the default world, one
 // driven at its Master page as a user does: scanning, the device table's rows, the buttons.
 class MasterBench
 {
 public:
-    // In the working directory, where MainWindow keeps config.ini: one dongle tab per name, each
-    // on its own simulated dongle, the first one driven by the helpers below until use() says
-    // otherwise. A failed check fails the test that calls this, which then does not run.
+    // In a working directory of its own, where MainWindow keeps config.ini: one dongle tab per
+    // name, each on its own simulated dongle, the first one driven by the helpers below until
+    // use() says otherwise. A failed check fails the test that calls this, which then does not run.
     void start(const QStringList& dongles = {"Bench"})
     {
-        // MainWindow writes its settings back at exit: start every test from the defaults.
+        QDir::setCurrent(workDir.path());
+        applyFlatStyle();
         QSettings config("config.ini", QSettings::IniFormat);
-        config.clear();
         for (int i = 0; i < dongles.size(); ++i)
             config.setValue(dongles.at(i) + "/TabWidgetNumber", i);
         config.sync();
@@ -59,6 +62,7 @@ public:
         }
         window.reset();
         sim.reset();
+        QDir::setCurrent(m_oldDir);
     }
 
     MainDongleWidget* dongle(const QString& name) const
@@ -122,23 +126,20 @@ public:
         QCOMPARE(table()->currentIndex().row(), index.row());
     }
 
-    // The tab of the connection to that address; null while there is none.
+    // The tab of the connection to that address, if there is one.
     CLayerWidget* layerOf(const QString& address) const
     {
         return qobject_cast<CLayerWidget*>(tabs()->widget(tabIndex("Peer Address: " + address)));
     }
-    // Connects to the device of that address from the Master page and shows its tab; null when
-    // the connection never came.
+    // Connects to the device of that address from the Master page, scanning first unless a scan
+    // runs, and shows the connection's tab; null if it did not come.
     CLayerWidget* connectTo(const QString& address)
     {
         tabs()->setCurrentIndex(0);
-        if (button("buttonScan")->text() == "Start Scan") {
+        if (button("buttonScan")->text() == "Start Scan")
             scanUntilHeard({address});
-        } else {
-            if (!QTest::qWaitFor([&] { return rowOf(address) >= 0; }, 10000))
-                return nullptr;
+        else if (QTest::qWaitFor([&] { return rowOf(address) >= 0; }, 10000))
             press(address);
-        }
         QToolButton* connect = button("buttonConnect");
         connect->click();
         if (!QTest::qWaitFor([&] { return connect->text() == "Disconnect" && layerOf(address); }, 10000))
@@ -147,8 +148,12 @@ public:
         return layerOf(address);
     }
 
+    QTemporaryDir workDir;
     std::unique_ptr<SimProcess> sim;
     std::unique_ptr<MainWindow> window;
     MainDongleWidget* tab = nullptr;
     CConnectionWidget* page = nullptr;
+
+private:
+    QString m_oldDir = QDir::currentPath();
 };

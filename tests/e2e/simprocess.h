@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-
 #include <QFile>
 #include <QProcess>
 #include <QStringList>
@@ -54,13 +52,14 @@ public:
         return readLine();
     }
 
-    // Frames of the trace file: {ms, direction, bytes} (the dongle column is skipped).
+    // Frames of the trace file that went that way ("up" or "down") and start with `prefix`:
+    // {ms, direction, bytes} (the dongle column is skipped).
     struct TraceLine {
         qint64 ms = 0;
         QString direction;
         QByteArray bytes;
     };
-    QVector<TraceLine> trace() const
+    QVector<TraceLine> trace(const QString& direction = QString(), const QByteArray& prefix = QByteArray()) const
     {
         QVector<TraceLine> lines;
         QFile file(tracePath());
@@ -70,23 +69,14 @@ public:
             const QList<QByteArray> parts = file.readLine().trimmed().split(' ');
             if (parts.size() < 4)
                 continue;
-            TraceLine line;
-            line.ms = parts.at(0).toLongLong();
-            line.direction = QString::fromLatin1(parts.at(2));
-            line.bytes = QByteArray::fromHex(parts.mid(3).join(' '));
-            lines.append(line);
+            const TraceLine line{parts.at(0).toLongLong(), QString::fromLatin1(parts.at(2)),
+                                 QByteArray::fromHex(parts.mid(3).join(' '))};
+            if ((direction.isNull() || line.direction == direction) && line.bytes.startsWith(prefix))
+                lines.append(line);
         }
         return lines;
     }
-
-    // How many frames that start with `prefix` went that way ("up" or "down").
-    int traced(const QString& direction, const QByteArray& prefix) const
-    {
-        const QVector<TraceLine> lines = trace();
-        return int(std::count_if(lines.cbegin(), lines.cend(), [&](const TraceLine& line) {
-            return line.direction == direction && line.bytes.startsWith(prefix);
-        }));
-    }
+    int traced(const QString& direction, const QByteArray& prefix) const { return trace(direction, prefix).size(); }
 
 private:
     QTemporaryDir m_folder;

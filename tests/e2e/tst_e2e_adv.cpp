@@ -9,7 +9,6 @@
 #include "gap/clayerwidget.h"
 #include "../adv/advpage.h"
 #include "masterbench.h"
-#include "whenmodal.h"
 
 namespace {
 
@@ -23,8 +22,6 @@ const QString kPeripheral = "00:00:5e:00:53:10";
 class TestE2eAdv : public QObject
 {
     Q_OBJECT
-    QTemporaryDir m_workDir;
-    QString m_oldDir;
     std::unique_ptr<MasterBench> m_bench;
     MainDongleWidget* m_peripheral = nullptr;
     advertisingWidget* m_slave = nullptr;
@@ -34,40 +31,19 @@ class TestE2eAdv : public QObject
     bool running(int advIndex) const;
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
+    void initTestCase() { qRegisterMetaType<uint8_t>("uint8_t"); }
+    void init()
+    {
+        m_bench = std::make_unique<MasterBench>();
+        m_bench->start({"Peripheral", "Central"});
+        m_peripheral = m_bench->dongle("Peripheral");
+        m_slave = m_peripheral->advertisingPage();
+        m_bench->use(m_bench->dongle("Central"));
+    }
+    void cleanup() { m_bench.reset(); }
     void legacySetIsFoundAndConnected();
     void extendedPeriodicAndTimedSets();
 };
-
-void TestE2eAdv::initTestCase()
-{
-    m_oldDir = QDir::currentPath();
-    QDir::setCurrent(m_workDir.path());
-    qRegisterMetaType<uint8_t>("uint8_t");
-    applyFlatStyle();
-}
-
-void TestE2eAdv::cleanupTestCase()
-{
-    QDir::setCurrent(m_oldDir);
-}
-
-void TestE2eAdv::init()
-{
-    m_bench = std::make_unique<MasterBench>();
-    m_bench->start({"Peripheral", "Central"});
-    m_peripheral = m_bench->dongle("Peripheral");
-    m_slave = m_peripheral->advertisingPage();
-    m_bench->use(m_bench->dongle("Central"));
-}
-
-void TestE2eAdv::cleanup()
-{
-    m_bench.reset();
-}
 
 CAdvBaseWidget* TestE2eAdv::startSet(int advIndex, const char* kind, const QStringList& settings)
 {

@@ -143,21 +143,11 @@ private slots:
         // A heartbeat a second. Any one may wait behind other frames in the send queue, or for a
         // busy machine, which shortens the interval after it: over several, the late ones may
         // take back at most one second between them.
-        QVector<qint64> sentAt;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                sentAt.clear();
-                for (const SimProcess::TraceLine& line : m_sim->trace()) {
-                    if (line.direction == "down" && line.bytes.startsWith(QByteArray::fromHex("aa0184")))
-                        sentAt.append(line.ms);
-                }
-                return sentAt.size() >= 4;
-            }(),
-            10000);
-        const qint64 spread = sentAt.last() - sentAt.first();
-        QVERIFY2(spread >= (sentAt.size() - 2) * 1000, qPrintable(QStringLiteral("%1 heartbeats in %2 ms")
-                                                                       .arg(sentAt.size())
-                                                                       .arg(spread)));
+        QVector<SimProcess::TraceLine> beats;
+        QTRY_VERIFY_WITH_TIMEOUT((beats = m_sim->trace("down", QByteArray::fromHex("aa0184"))).size() >= 4, 10000);
+        const qint64 spread = beats.last().ms - beats.first().ms;
+        QVERIFY2(spread >= (beats.size() - 2) * 1000,
+                 qPrintable(QStringLiteral("%1 heartbeats in %2 ms").arg(beats.size()).arg(spread)));
 
         // Unanswered heartbeats: reported dead about twenty seconds later, the port kept open.
         QString report;

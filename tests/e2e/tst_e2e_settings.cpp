@@ -62,8 +62,11 @@ private slots:
         MainDongleWidget* tab = window->firstDongle();
         QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
         tab->onConnectionStatusChanged(true);
-        // "profile" is seeded empty; the answer to the sixth start-up query fills it.
+        // "profile" is seeded empty; the answer to the sixth start-up query fills it. The queries fill
+        // the map from the dongle, its address and name last byte first ("Tarvine Sim 0").
         QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+        QCOMPARE(tab->config().value("identity_addr").toString(), QString("00005E005310"));
+        QCOMPARE(tab->config().value("device_name").toString(), QString("30206d695320656e6976726154"));
 
         bool applied = false;
         whenModal([&](QWidget* modal) {
@@ -96,18 +99,15 @@ private slots:
             expected.append(QString::fromLatin1(QByteArray::fromHex(frame).toHex(' ')));
             heads << QByteArray::fromHex(frame).left(3);
         }
-        QStringList sent;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                sent.clear();
-                for (const SimProcess::TraceLine& line : sim.trace()) {
-                    if (line.direction == "down" && heads.contains(line.bytes.left(3)))
-                        sent.append(QString::fromLatin1(line.bytes.toHex(' ')));
-                }
-                return sent.size() >= expected.size();
-            }(),
-            10000);
-        QCOMPARE(sent, expected);
+        const auto sent = [&] {
+            QStringList frames;
+            for (const SimProcess::TraceLine& line : sim.trace("down"))
+                if (heads.contains(line.bytes.left(3)))
+                    frames.append(QString::fromLatin1(line.bytes.toHex(' ')));
+            return frames;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(sent().size() >= expected.size(), 10000);
+        QCOMPARE(sent(), expected);
 
         // After a reset the start-up queries read back what the dongle now holds.
         QSignalSpy gap(tab->msg(), &CMsg::sig_rcvGapMsg);

@@ -7,19 +7,16 @@
 #include <QtTest>
 
 #include "app/flat/searchbox.h"
-#include "capturelogger.h"
+#include "frames.h"
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
+#include "gap/devicestablemodel.h"
+#include "linkbench.h"
+#include "schema/ccfgfileparse.h"
+#include "schema/cutil.h"
 #include "whenmodal.h"
 
 namespace {
-
-QByteArray le16(int value)
-{
-    return QByteArray(1, char(value & 0xff)) + char(value >> 8);
-}
 
 QByteArray frame(quint8 opcode, const QByteArray& body)
 {
@@ -51,6 +48,8 @@ QStringList dump(QTreeWidgetItem* item, const QString& indent = "")
 
 } // namespace
 
+// The Master page: scan reports into the device table and the advertising tree, the table's
+// model on its own, and the search through the rows.
 class TestCConnectionWidget : public QObject
 {
     Q_OBJECT
@@ -64,30 +63,33 @@ class TestCConnectionWidget : public QObject
         emit table->pressed(table->currentIndex());
     }
 
-    LogManager* m_logger = nullptr;
+    std::unique_ptr<LinkBench> m_link;
     CaptureLogger* m_log = nullptr;
-    CMsg* m_msg = nullptr;
     FieldValueMap m_config;
     QString m_name = "dongle0";
-    CConnectionWidget* m_page = nullptr;
+    std::unique_ptr<CConnectionWidget> m_page;
+
+    // The device table's model on rows of the test, with a plain number column behind the real ones.
+    std::unique_ptr<DevicesTableModel> devices(QVector<DeviceRow>& rows)
+    {
+        UiNameToFields table;
+        if (CUtil::findUiFields(CCfgFileParse::instance()->m_uplinkNameToUiVec, "DEVICES_TABLE", table) != 0)
+            return nullptr;
+        return std::make_unique<DevicesTableModel>(&m_link->logger, rows, table.fields << UiField{"value", "Value", "number"});
+    }
 
 private slots:
     void initTestCase() { applyFlatStyle(); }
     void init()
     {
-        m_logger = new LogManager("ConnectionWidgetTest");
-        m_log = new CaptureLogger;
-        m_logger->addLogger(m_log);
-        m_msg = new CMsg(m_logger); // never opened: every send fails and is only logged
-        m_page = new CConnectionWidget(m_msg, m_logger, &m_config, &m_name);
-        m_log->clear();
+        m_link = std::make_unique<LinkBench>(false); // never opened: every send fails and is only logged
+        m_log = m_link->log;
+        m_page = std::make_unique<CConnectionWidget>(&m_link->msg, &m_link->logger, &m_config, &m_name);
     }
-
     void cleanup()
     {
-        delete m_page;
-        delete m_msg;
-        delete m_logger;
+        m_page.reset();
+        m_link.reset();
     }
 
     // cells: Device, Advertisement Type, Secondary PHY, then the pressed row's raw advertising and scan response.
@@ -152,8 +154,8 @@ private slots:
     {
         qRegisterMetaType<uint8_t>("uint8_t");
         qRegisterMetaType<CLayerWidget*>();
-        QSignalSpy success(m_page, &CConnectionWidget::connectSuccess);
-        QSignalSpy gone(m_page, &CConnectionWidget::disConnectRequest);
+        QSignalSpy success(m_page.get(), &CConnectionWidget::connectSuccess);
+        QSignalSpy gone(m_page.get(), &CConnectionWidget::disConnectRequest);
         m_page->onRcvMsg(report(1, 0x03, kTarvine));
         press(0);
         m_page->on_buttonConnect_clicked();
@@ -253,7 +255,7 @@ private slots:
         }
         m_page->resize(1200, 600);
         m_page->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_page));
+        QVERIFY(QTest::qWaitForWindowExposed(m_page.get()));
         QCOMPARE(m_page->model()->rowCount(), rows);
 
         QTest::mouseClick(m_page->findChild<QToolButton*>("buttonSearch"), Qt::LeftButton);
@@ -263,6 +265,107 @@ private slots:
         QCOMPARE(m_page->model()->highlightIndex(), m_page->model()->index(rows - 1, 0));
         const QScrollBar* bar = m_page->findChild<QTableView*>("tableView_devices")->verticalScrollBar();
         QVERIFY2(bar->value() > bar->maximum() * 0.99, qPrintable(QString::number(bar->value())));
+    }
+    // A cell of each kind of column, and what the log says of a value it can't show.
+    void deviceCells_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("hex"); // empty: the key is left out of the row
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("icon");
+        QTest::addColumn<QString>("log"); // "level:line", or none
+        const auto row = [](const char* name, const char* key, const QByteArray& hex, const char* text,
+                            const char* log = "", bool icon = false) {
+            QTest::newRow(name) << QString(key) << hex << QString(text) << icon << QString(log);
+        };
+        row("name as text", "device", "5065657220446576696365", "Peer Device");
+        row("address last byte first", "addr", "0100a0105ac6", "c6:5a:10:a0:00:01");
+        row("address of five bytes", "addr", "0100a0105a", "", "4:Bluetooth Address's format is wrong.");
+        row("no address at all", "addr", "", "");
+        row("rssi is signed", "rssi", "c4", "-60");
+        row("type bits joined", "adv_type", "13", "Report Is Complete | Connectable | Syncable");
+        row("type carried past syncable", "adv_type", "23", "Report Is Complete | Connectable");
+        row("primary phy", "phy_prim", "03", "Coded");
+        row("value without description", "phy_prim", "02", "");
+        row("secondary phy of a legacy report", "phy_second", "0c", "N/A");
+        row("connecting, no text and no icon", "connected", "01", "");
+        row("connected shows the icon", "connected", "02", "", "", true);
+        row("connected of two bytes", "connected", "0200", "", "1:DevicesTableModel::data: connected field is wrong.");
+        row("number is little-endian", "value", "3412", "4660");
+        row("number of nine bytes", "value", "010203040506070809", "", "4:Number format is wrong");
+    }
+    void deviceCells()
+    {
+        QFETCH(QString, key);
+        QFETCH(QByteArray, hex);
+        QFETCH(bool, icon);
+        QFETCH(QString, log);
+        QVector<DeviceRow> rows;
+        const auto model = devices(rows);
+        QVERIFY(model);
+        model->appendRow(hex.isEmpty() ? DeviceRow() : DeviceRow{{key, QByteArray::fromHex(hex)}});
+        const auto& cols = model->columns();
+        const auto column = std::find_if(cols.cbegin(), cols.cend(), [&](const UiField& f) { return f.key == key; });
+        const QModelIndex cell = model->index(0, int(column - cols.cbegin()));
+        QTEST(model->data(cell, Qt::DisplayRole).toString(), "text");
+        const QVariant decoration = model->data(cell, Qt::DecorationRole);
+        QCOMPARE(decoration.isValid(), icon);
+        if (icon) {
+            // The status icon is a green dot: proves the resource is there and is the one painted.
+            const QColor disc = decoration.value<QIcon>().pixmap(16, 16).toImage().pixelColor(8, 4);
+            QVERIFY2(disc.green() > 150 && disc.red() < 100, qPrintable(disc.name()));
+        }
+        QStringList logged;
+        for (const auto& line : m_log->lines)
+            logged << QString::number(line.first) + ':' + line.second;
+        QCOMPARE(logged, log.split('\n', Qt::SkipEmptyParts));
+    }
+
+    // A device is found by address and type, its first row kept; a clear forgets rows and the hit.
+    void findDeviceRow()
+    {
+        QVector<DeviceRow> rows;
+        const auto model = devices(rows);
+        const QByteArray addr = QByteArray::fromHex("0100a0105ac6"), pub("\x00", 1), rnd("\x01", 1);
+        const auto device = [&](const QByteArray& t) { return DeviceRow{{"addr", addr}, {"addr_type", t}}; };
+        model->appendRow(device(pub));
+        model->appendRow(device(rnd));
+        model->appendRow(device(pub));
+        QCOMPARE(model->findRow(addr, pub), 0);
+        QCOMPARE(model->findRow(addr, rnd), 1);
+        QCOMPARE(model->findRow(addr.left(5), addr.right(1) + pub), -1); // same bytes, split elsewhere
+
+        model->setHighlightIndex(model->index(1, 1));
+        model->clear();
+        QVERIFY(!model->highlightIndex().isValid());
+        QCOMPARE(model->findRow(addr, rnd), -1);
+        model->appendRow(device(rnd));
+        QCOMPARE(model->findRow(addr, rnd), 0);
+    }
+
+    // Moving the highlight repaints the old and the new cell; an update repaints one whole row.
+    void highlightAndUpdatePaintOneRow()
+    {
+        QVector<DeviceRow> rows;
+        const auto model = devices(rows);
+        model->appendRow({});
+        model->appendRow({});
+        QSignalSpy changed(model.get(), &QAbstractItemModel::dataChanged);
+        model->setHighlightIndex(model->index(1, 2));
+        QVERIFY(model->data(model->index(1, 2), Qt::BackgroundRole).isValid());
+        model->setHighlightIndex(model->index(0, 0));
+        QCOMPARE(model->data(model->index(1, 2), Qt::BackgroundRole), QVariant());
+        QCOMPARE(changed.count(), 3); // new cell, then the old and the new one
+        QCOMPARE(changed.at(1).at(0).toModelIndex(), model->index(1, 2));
+
+        changed.clear();
+        model->updateItem(1);
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.at(0).at(0).toModelIndex(), model->index(1, 0));
+        QCOMPARE(changed.at(0).at(1).toModelIndex(), model->index(1, model->columnCount() - 1));
+        model->updateItem(2);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY(m_log->contains("Update item failed.", 4));
     }
 };
 

@@ -125,27 +125,18 @@ private slots:
         QCOMPARE(ticked, QString("100"));
     }
 
-    // How each kind of result shows is checked in tst_ccommanduiwidget, on the same grid; here
-    // the bit tables' layout.
+    // How each kind of result shows is checked in tst_ccommanduiwidget, on the same grid; here a
+    // set bit's icon, and the PHY form's two halves.
     void readFormTables()
     {
         CmsgField features(&m_logger, "Get Peer Features");
         auto* model = qobject_cast<uplinkMsgTableModel*>(controls<QTableView>(features).value(0)->model());
         QVERIFY(model);
-        QCOMPARE(model->columnCount(), 4);
-        QCOMPARE(model->rowCount(), 17 / 2 + 1);
-        QCOMPARE(model->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Enable"));
         features.setFieldValueInGlayout({{"features", QByteArray::fromHex("0500000000000000")}});
         QVERIFY(!model->data(model->index(0, 1), Qt::DecorationRole).value<QIcon>().pixmap(16).isNull());
-        QCOMPARE(model->data(model->index(2, 0)).toString(), QStringLiteral("LE Ping"));
         features.resize(900, 320);
         QVERIFY(features.grab().save(SCREENSHOT_DIR "cmsgfield-features.png"));
-
-        CmsgField phy(&m_logger, "Get Connection PHY");
-        const QList<QTableView*> halves = controls<QTableView>(phy);
-        QCOMPARE(halves.size(), 2);
-        QCOMPARE(halves.at(0)->model()->columnCount(), 2);
-        QCOMPARE(halves.at(0)->model()->rowCount(), 3);
+        QCOMPARE(controls<QTableView>(CmsgField(&m_logger, "Get Connection PHY")).size(), 2);
     }
 
     void listRows_data()

@@ -8,12 +8,6 @@
 #include "proto/responder.h"
 #include "uplinkbytes.h"
 
-static const char* const kReset = "AA 00 01 00 00 55";
-static const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
-// 5_0_Connect to dongle 1 (00:00:5E:00:53:11, public): interval 12.5 ms, latency 1, timeout 1 s.
-static const char* const kConnectDongle1 = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 "
-                                           "00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 11 53 00 "
-                                           "5E 00 00 00 00 86";
 static const char* const kName = "0C 09 54 61 72 76 69 6E 65 20 53 69 6D"; // "Tarvine Sim"
 
 static QString le(int value, int bytes)
@@ -60,12 +54,7 @@ static QString longAd()
 static QByteArray command(const QString& text)
 {
     const QByteArray bytes = hex(text);
-    const int length = bytes.size() - 1;
-    QByteArray frame = hex("AA 01") + bytes.left(1) + char(length & 0xFF) + char(length >> 8) + bytes.mid(1);
-    quint8 sum = 0;
-    for (char byte : frame)
-        sum = quint8(sum + quint8(byte));
-    return frame + char(quint8(-sum));
+    return withChecksum(hex("AA 01") + bytes.left(1) + le16(bytes.size() - 1) + bytes.mid(1));
 }
 
 // The sets of a dongle in the air, by index.
@@ -264,7 +253,7 @@ private slots:
                     "25 00 03 02 09 42 00", "27 00"});
         central.feed(hex(kActiveScan));
         QTRY_VERIFY_WITH_TIMEOUT(up0.contains(hex("02 01 06 02 09 41")), 5000);
-        central.feed(hex("AA 01 03 00 00 52")); // Stop Scan
+        central.feed(hex(kStopScan));
 
         bench.up.clear();
         central.feed(hex(kConnectDongle1));

@@ -20,19 +20,11 @@ const QByteArray kWorld = R"({"devices": [{"address": "C6:5A:20:00:00:01", "inte
         {"uuid": "2A39", "properties": ["read", "write"], "value": "00"},
         {"uuid": "2A1C", "properties": ["indicate"], "value": "01", "notifyEveryMs": 10}]}]}]})";
 
-QByteArray withChecksum(QByteArray frame)
-{
-    quint8 sum = 0;
-    for (char byte : frame)
-        sum = quint8(sum + quint8(byte));
-    return frame + char(quint8(-sum));
-}
-
 // A GATT command on condix 0 (module 03, the opcode, then the rest of its payload).
 QString gatt(const char* opcode, const QString& rest = QString())
 {
     const QByteArray payload = hex("00 " + rest);
-    return QString(withChecksum(hex(QStringLiteral("AA 03 %1").arg(opcode)) + char(payload.size()) + char(0) + payload).toHex(' '));
+    return QString(withChecksum(hex(QStringLiteral("AA 03 %1").arg(opcode)) + le16(payload.size()) + payload).toHex(' '));
 }
 
 QString ack(const char* opcode, int status = 0)
@@ -44,7 +36,7 @@ QString ack(const char* opcode, int status = 0)
 QString dd(const char* opcode, const QString& rest)
 {
     const QByteArray payload = hex("00 " + rest);
-    return QString(withChecksum(hex(QStringLiteral("DD 03 %1").arg(opcode)) + char(payload.size()) + char(0) + payload).toHex(' '));
+    return QString(withChecksum(hex(QStringLiteral("DD 03 %1").arg(opcode)) + le16(payload.size()) + payload).toHex(' '));
 }
 
 } // namespace
@@ -66,9 +58,8 @@ private slots:
         m_air->setWorld(devices);
         m_dongle = std::make_unique<VirtualDongle>(0, m_air.get());
         connect(m_dongle.get(), &VirtualDongle::uplink, this, [this](const QByteArray& bytes) { m_up += bytes; });
-        m_dongle->feed(hex("AA 00 01 00 00 55"));
-        m_dongle->feed(withChecksum(hex("AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 00 00 "
-                                        "06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 01 00 00 20 5A C6 01 00")));
+        m_dongle->feed(hex(kReset));
+        m_dongle->feed(withChecksum(hex(CONNECT("00 01 00 00", "01 00 00 20 5A C6 01 00"))));
         QTRY_VERIFY_WITH_TIMEOUT(uplinkIds(m_up).contains("DD@01@06"), 5000);
         m_up.clear();
     }
@@ -99,15 +90,11 @@ private slots:
             {gatt("0A", "0100 FFFF 392A")},
             {ack("0A") + " | " + dd("0B", "00 0100 0800 0900 0A 02 392A") + " | " + dd("0B", "0A 0000")});
         row("descriptors of a range that starts past its end", {gatt("0C", "0800 0700")}, {ack("0C") + " | " + dd("0D", "01 0000")});
-        row("reads: a value, handle 0, a value that only notifies",
-            {gatt("0E", "0300"), gatt("0E", "0000"), gatt("0E", "0600")},
-            {ack("0E") + " | " + dd("0F", "00 0100 0300 0000 0200 4142"), ack("0E") + " | " + dd("0F", "01 0000"),
-             ack("0E") + " | " + dd("0F", "02 0000")});
+        row("reads: a value, and handle 0", {gatt("0E", "0300"), gatt("0E", "0000")},
+            {ack("0E") + " | " + dd("0F", "00 0100 0300 0000 0200 4142"), ack("0E") + " | " + dd("0F", "01 0000")});
         row("two reads at once are answered in turn", {gatt("0E", "0900") + " " + gatt("20", "0700")},
             {ack("0E") + " | " + ack("20") + " | " + dd("0F", "00 0100 0900 0000 0100 00") + " | " + dd("21", "00 0100 0700 0000 0200 0000")});
-        row("writes refused: a read-only value, indications of a value that only notifies",
-            {gatt("1A", "0300 41"), gatt("24", "0700 0200")},
-            {ack("1A") + " | " + dd("1B", "03 0300"), ack("24") + " | " + dd("25", "13 0700")});
+        row("write refused: a read-only value", {gatt("1A", "0300 41")}, {ack("1A") + " | " + dd("1B", "03 0300")});
         row("a long write in prepared parts, read back long in blobs",
             {gatt("1C", "0900 0000 " + QString("A1").repeated(30)), gatt("12", "0900 0000")},
             {ack("1C") + " | " + dd("1D", "00 0900"),

@@ -5,13 +5,40 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "host/baudpace.h"
 #include "host/ptyendpoint.h"
 
+// The simulator's end of a port, and the pace of the baud rate it keeps.
 class tst_PtyEndpoint : public QObject
 {
     Q_OBJECT
 
 private slots:
+    // The bytes a paced line lets through in one second, taking all it may each time it asks.
+    void oneSecond_data()
+    {
+        QTest::addColumn<qint64>("stepNs");
+        QTest::addColumn<qint64>("bytes");
+        QTest::newRow("asked every 0.25 ms") << qint64(250000) << qint64(46080);
+        QTest::newRow("asked every 2 ms") << qint64(2000000) << qint64(46080);
+        QTest::newRow("asked every 62.5 ms") << qint64(62500000) << qint64(46080);
+        QTest::newRow("asked once: a burst, no more") << qint64(1000000000) << qint64(4096);
+    }
+    void oneSecond()
+    {
+        QFETCH(qint64, stepNs);
+        BaudPace pace;
+        pace.restart(0);
+        qint64 sent = 0;
+        for (qint64 now = stepNs; now <= 1000000000; now += stepNs) {
+            const int bytes = pace.allowed(now);
+            pace.spend(bytes);
+            sent += bytes;
+        }
+        // Whole bytes only: a fraction of one may wait for the next second.
+        QFETCH(qint64, bytes);
+        QVERIFY2(sent == bytes || sent == bytes - 1, qPrintable(QString::number(sent)));
+    }
     // Three hundred frames nobody reads, then a tool comes, flushes its port and probes: it hears
     // at most a second of the line's old words before the answer, and no frame cut in two.
     void unreadLine_data()

@@ -28,7 +28,6 @@ private slots:
         };
         row("not JSON", "{\"devices\": [", "not JSON: unterminated array at byte 13");
         row("not an object", "[]", "must be an object with \"devices\"");
-        row("misspelt top key", "{\"device\": []}", "\"device\" is no key of this file; known here: devices");
         row("devices not a list", "{\"devices\": {}}", "\"devices\" must be an array, not an object");
         row("device not an object", "{\"devices\": [7]}", "device 0: must be an object, not 7");
         row("misspelt key", device("\"name\": \"Lamp\", \"rsi\": -50"),
@@ -36,35 +35,20 @@ private slots:
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
             "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat, l2cap, "
             "l2capChannels");
-        row("feature unknown", device("\"features\": [\"encryption\", \"le2M\"]"),
-            "device 0: \"features\" knows no \"le2M\"; known: encryption, connectionParametersRequest, extendedReject, "
-            "slaveFeaturesExchange, ping, dataLengthExtension, privacy, extendedScannerFilter, stableModulationTx, "
-            "stableModulationRx, extendedAdvertising, periodicAdvertising, channelSelection2, powerClass1, minimumUsedChannels");
         row("PHYs without LE 1M", device("\"phys\": [\"2M\"]"), "device 0: \"phys\" must hold \"1M\", which every device takes");
-        row("PHY misspelt", device("\"phys\": [\"1M\", \"Coded\"]"), "device 0: \"phys\" knows no \"Coded\"; known: 1M, 2M, coded");
         row("LMP version past a byte", device("\"lmpVersion\": 256"),
             "device 0: \"lmpVersion\" must be a whole number from 0 to 255, not 256");
         row("version of a device nobody connects to", device("\"connectable\": false, \"company\": 1"),
             "device 0: \"company\" is never asked for: the device is not connectable");
         row("no address", "{\"devices\": [{}]}", "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not null");
-        row("address of five bytes", device("\"address\": \"C6:5A:10:00:01\""),
-            "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:01\"");
         row("address with a newline after it", device("\"address\": \"C6:5A:10:00:00:01\\n\""),
             "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:00:01\\n\"");
         row("address type with a capital", device("\"addressType\": \"Public\""),
             "device 0: \"addressType\" must be \"public\" or \"random\", not \"Public\"");
-        row("kind with a capital", device("\"kind\": \"Extended\""),
-            "device 0: \"kind\" must be \"legacy\" or \"extended\", not \"Extended\"");
-        row("txPower past 8 bits", device("\"txPower\": 300"),
-            "device 0: \"txPower\" must be a whole number from -127 to 127, not 300");
         row("txPower above 20 dBm", device("\"txPower\": 21"),
             "device 0: \"txPower\" must be from -127 to 20 dBm, or 127 for none; not 21");
-        row("rssi as text", device("\"rssi\": \"loud\""),
-            "device 0: \"rssi\" must be a whole number from -127 to 20, not \"loud\"");
         row("interval not whole", device("\"intervalMs\": 20.5"),
             "device 0: \"intervalMs\" must be a whole number from 20 to 10240, not 20.5");
-        row("connectable as text", device("\"connectable\": \"yes\""),
-            "device 0: \"connectable\" must be true or false, not \"yes\"");
         row("legacy connectable but not scannable", device("\"scannable\": false"),
             "device 0: \"scannable\" must be true for a connectable legacy device: no undirected legacy "
             "advertisement is connectable alone");
@@ -102,8 +86,6 @@ private slots:
             "device 1 \"B\": \"address\" C6:5A:20:00:00:01 is taken by device 0");
         row("service uuid of three digits", device("\"services\": [{\"uuid\": \"180\", \"characteristics\": []}]"),
             "device 0: \"services[0].uuid\" must be 4 or 32 hex digits, like 180D, not \"180\"");
-        row("service not an object", device("\"services\": [\"180D\"]"),
-            "device 0: \"services[0]\" must be an object, not \"180D\"");
         // A service and 32,768 characteristics of two attributes each: one past the last handle.
         QStringList characteristics;
         for (int i = 0; i < 32768; ++i)
@@ -125,8 +107,6 @@ private slots:
         };
         row("vary past the value", varying(R"({"at": 1, "bytes": 2, "min": 0, "max": 100})"),
             "device 0: \"services[0].characteristics[0].vary.bytes\" 2 at 1 run past the value's 2 bytes");
-        row("vary without its range", varying(R"({"at": 1, "bytes": 1, "min": 0})"),
-            "device 0: \"services[0].characteristics[0].vary.max\" is required");
         row("vary wider than its bytes", varying(R"({"at": 1, "bytes": 1, "min": 0, "max": 256})"),
             "device 0: \"services[0].characteristics[0].vary.max\" 256 does not fit in 1 bytes");
         row("vary starting outside its range", varying(R"({"at": 1, "bytes": 1, "min": 80, "max": 90})"),
@@ -236,7 +216,8 @@ private slots:
         QCOMPARE(QVector<int>({info.company, info.lmpVersion, info.lmpSubversion}), QVector<int>({7, 11, 2}));
         QCOMPARE(info.featureBits(), quint32(0x10810));
     }
-    // The thermometer of the default world: a configuration descriptor given, one added, one per link.
+    // The thermometer of the default world: a configuration descriptor given, one added. What each
+    // link configures is checked in tst_attributeserver.
     void attributeDatabase()
     {
         const AttributeDatabase database(WorldLoader::defaultWorld().at(2).services);
@@ -252,14 +233,6 @@ private slots:
         const AttributeDatabase heartRate(WorldLoader::defaultWorld().at(0).services);
         QCOMPARE(heartRate.attributes().at(15).type, QByteArray::fromHex("0229")); // added after 2A37's value
         QCOMPARE(heartRate.attributes().at(15).valueHandle, quint16(15));
-        const Link* first = reinterpret_cast<const Link*>(0x10);
-        const Link* second = reinterpret_cast<const Link*>(0x20);
-        AttributeDatabase perLink(heartRate);
-        perLink.setClientConfiguration(first, 4, 1);
-        QCOMPARE(perLink.clientConfiguration(first, 4), quint16(1));
-        QCOMPARE(perLink.clientConfiguration(second, 4), quint16(0));
-        perLink.forget(first);
-        QCOMPARE(perLink.clientConfiguration(first, 4), quint16(0));
     }
 };
 

@@ -5,12 +5,29 @@
 #include <QString>
 #include <QStringList>
 
+#include "frames.h"
+
 // Bytes for the simulator's tests, made here and never by the simulator.
 
 inline QByteArray hex(const QString& text)
 {
     return QByteArray::fromHex(text.toLatin1());
 }
+
+// Downlinks that many cases send, and the answer to a reset.
+const char* const kReset = "AA 00 01 00 00 55";
+const char* const kResetAnswer = "BB 00 01 01 00 00 43 | CC 00 02 01 00 00 31 | log: Tarvine virtual dongle 0 ready, sdk 5.0.0";
+const char* const kActiveScan = "AA 01 3D 10 00 02 05 10 00 10 00 10 00 10 00 00 00 00 00 00 00 C1";
+const char* const kStopScan = "AA 01 03 00 00 52";
+// 5_0_Connect with scan 9.375 ms in 9.375 ms, interval 7.5 to 12.5 ms, latency 1, timeout 1 s; to
+// the heart-rate sensor of the default world, and to dongle 1 (00:00:5E:00:53:11, public).
+#define CONNECT(TYPE_PHYS_TIMEOUT, PEER) "AA 01 3F 32 00 " TYPE_PHYS_TIMEOUT " 0F 00 0F 00 0F 00 0F 00 " \
+    "06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 " PEER
+const char* const kConnectHr = CONNECT("00 01 00 00", "01 00 00 10 5A C6 01 00 16");
+const char* const kConnectDongle1 = CONNECT("00 01 00 00", "11 53 00 5E 00 00 00 00 86");
+// On condix 0: new parameters of 20 to 30 ms, latency 0, 2 s; both ends hear that 30 ms and 2 s are taken.
+const char* const kUpdateParameters = "AA 01 37 0B 00 10 00 18 00 00 00 C8 00 00 00 00 23";
+const char* const kParametersUpdated = "DD 01 38 08 00 00 18 00 00 00 C8 00 00 02";
 
 // Frames separated by " | "; "log: TEXT" stands for a dongle log line.
 inline QByteArray frames(const QString& text)
@@ -22,11 +39,7 @@ inline QByteArray frames(const QString& text)
             continue;
         }
         const QByteArray line = part.mid(5).toUtf8();
-        QByteArray frame = hex("FF 00 00") + char(line.size() & 0xFF) + char(line.size() >> 8) + line;
-        quint8 sum = 0;
-        for (char byte : frame)
-            sum = quint8(sum + quint8(byte));
-        bytes += frame + char(quint8(-sum));
+        bytes += withChecksum(hex("FF 00 00") + char(line.size() & 0xFF) + char(line.size() >> 8) + line);
     }
     return bytes;
 }

@@ -1,13 +1,55 @@
 #include <QtTest>
 
 #include "capturelogger.h"
+#include "frames.h"
+#include "gatt/gattattribute.h"
+#include "gatt/gatttablemodel.h"
 #include "gatt/treemodel.h"
-#include "gatttables.h"
 #include "log/logmanager.h"
 
-using namespace GattTables;
+Q_DECLARE_METATYPE(GattAttribute)
 
 namespace {
+
+// Attribute tables as discovery fills them, written by hand.
+void put(QVector<GattAttribute>& table, quint16 handle, const QByteArray& uuid, const QByteArray& value)
+{
+    if (table.size() <= handle)
+        table.resize(handle + 1);
+    GattAttribute& slot = table[handle];
+    slot.used = 1;
+    slot.handle = handle;
+    slot.uuid = GattAttributes::paddedUuid(uuid);
+    slot.uuidDescription = GattAttributes::uuidDescription(uuid, 4);
+    slot.value = value;
+}
+
+void service(QVector<GattAttribute>& table, quint16 start, quint16 end, const QByteArray& uuid)
+{
+    put(table, start, le16(0x2800), le16(start) + le16(end) + uuid);
+}
+
+// The declaration and the placeholder slot that discovery writes behind it.
+void characteristic(QVector<GattAttribute>& table, quint16 handle, quint8 properties, quint16 valueHandle,
+                    const QByteArray& uuid)
+{
+    put(table, handle, le16(0x2803), char(properties) + le16(valueHandle) + uuid);
+    if (table.size() <= handle + 1)
+        table.resize(handle + 2);
+    table[handle + 1].used = 1;
+    table[handle + 1].handle = quint16(handle + 1);
+}
+
+// Heart Rate: a notifying measurement with its client configuration, and a readable location.
+QVector<GattAttribute> heartRate()
+{
+    QVector<GattAttribute> table;
+    service(table, 1, 6, le16(0x180D));
+    characteristic(table, 2, 0x10, 3, le16(0x2A37));
+    put(table, 4, le16(0x2902), QByteArray());
+    characteristic(table, 5, 0x02, 6, le16(0x2A38));
+    return table;
+}
 
 // Every row below `parent`, its five cells joined by '|', indented by depth.
 QStringList dump(const QAbstractItemModel& model, const QModelIndex& parent = QModelIndex(), const QString& indent = "")
@@ -26,18 +68,28 @@ const QByteArray kUuid128 = QByteArray::fromHex("9ecadc240ee5a9e093f3a3b50100406
 
 } // namespace
 
-class TestTreeModel : public QObject
+// The two views of a discovered attribute table: the tree of services, and the flat table.
+class TestGattModels : public QObject
 {
     Q_OBJECT
 
-    LogManager m_logger{"tst_treemodel"};
+    LogManager m_logger{"tst_gattmodels"};
     CaptureLogger* m_log = new CaptureLogger; // owned by m_logger
+
+    // What was logged, as "level text".
+    QStringList logged() const
+    {
+        QStringList out;
+        for (const auto& line : m_log->lines)
+            out << QString::number(line.first) + ' ' + line.second;
+        return out;
+    }
 
 private slots:
     void initTestCase() { m_logger.addLogger(m_log); }
     void init() { m_log->clear(); }
 
-    void build_data()
+    void tree_data()
     {
         QTest::addColumn<QVector<GattAttribute>>("table");
         QTest::addColumn<QStringList>("rows");
@@ -49,7 +101,6 @@ private slots:
             "  0X0004|0X2902|Client Characteristic Configuration||",
             " 0X0005|0X2803|Characteristic Declaration|02:06:00:38:2A|",
             "  0X0006|0X2A38|Body Sensor Location||0x02"};
-        QTest::newRow("empty table") << QVector<GattAttribute>() << QStringList() << QString();
         QTest::newRow("characteristics with their value rows and a descriptor") << heartRate() << heartRateRows << QString();
 
         QVector<GattAttribute> open = heartRate();
@@ -97,7 +148,7 @@ private slots:
         QTest::newRow("a service with nothing in it") << bare << QStringList{"0X0001|0X2800|Primary Service Declaration|0F:18|"}
                                                       << QString();
     }
-    void build()
+    void tree()
     {
         QFETCH(QVector<GattAttribute>, table);
         QFETCH(QStringList, rows);
@@ -109,45 +160,76 @@ private slots:
         if (result == 0)
             QCOMPARE(dump(model), rows);
         QCOMPARE(resets.count(), result == 0 ? 2 : 1); // the clear, and the end of a good build
-        const QStringList lines = [&] {
-            QStringList out;
-            for (const auto& line : m_log->lines)
-                out << QString::number(line.first) + ' ' + line.second;
-            return out;
-        }();
-        QCOMPARE(lines, logged.isEmpty() ? QStringList() : QStringList{logged});
+        QCOMPARE(this->logged(), logged.isEmpty() ? QStringList() : QStringList{logged});
     }
 
-    void cells()
+    // A value that arrives shows at once; a missing handle changes nothing.
+    void treeValues()
     {
         QVector<GattAttribute> table = heartRate();
         TreeModel model(&m_logger, &table);
         QCOMPARE(model.build(), 0);
-        const QModelIndex service = model.index(0, 0);
-        const QModelIndex declaration = model.index(0, 0, service);
-        const QModelIndex value = model.index(0, 4, declaration);
-        QCOMPARE(value.data(Qt::ToolTipRole).toString(), QString("Notify"));
-        QCOMPARE(service.data(Qt::BackgroundRole).value<QColor>(), QColor("#e4e4e4"));
-        QCOMPARE(declaration.data(Qt::BackgroundRole).value<QColor>(), QColor("#f7f7f7"));
-        QVERIFY(!value.data(Qt::BackgroundRole).isValid());
-        QVERIFY(!model.index(0, 4, service).data(Qt::ToolTipRole).isValid());
-        QCOMPARE(model.headerData(3, Qt::Horizontal).toString(), QString("Value"));
-        QVERIFY(!model.headerData(3, Qt::Vertical).isValid());
+        const QModelIndex declaration = model.index(0, 0, model.index(0, 0));
+        QCOMPARE(model.index(0, 4, declaration).data(Qt::ToolTipRole).toString(), QString("Notify"));
+        QVERIFY(!model.index(0, 4, model.index(0, 0)).data(Qt::ToolTipRole).isValid());
 
-        // A value that arrives shows at once, in the arrival colour; a missing handle changes nothing.
         QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
         QCOMPARE(model.updateValue(3, QByteArray::fromHex("0048")), 0);
         QCOMPARE(changed.count(), 1);
         const QModelIndex cell = model.index(0, 3, declaration);
         QCOMPARE(cell.data().toString(), QString("00:48"));
-        QCOMPARE(cell.data(Qt::ForegroundRole).value<QColor>(), QColor("#189ede"));
         QCOMPARE(model.updateValue(0x99, "x"), -1);
         GattAttribute attribute;
         QCOMPARE(model.getAttribute(cell, attribute), 0);
         QCOMPARE(attribute.properties, quint8(0x10));
         QCOMPARE(model.getAttribute(QModelIndex(), attribute), -1);
     }
+
+    void table_data()
+    {
+        QTest::addColumn<bool>("withValueRows");
+        QTest::addColumn<QStringList>("handles"); // handle and properties of each row
+        QTest::newRow("value rows in place of their slots") << true
+            << QStringList{"0X0001 ", "0X0002 ", "0X0003 0x10", "0X0004 ", "0X0005 ", "0X0006 0x02"};
+        QTest::newRow("empty slots where the values would stand") << false
+            << QStringList{"0X0001 ", "0X0002 ", "0X0003 ", "0X0004 ", "0X0005 ", "0X0006 "};
+    }
+    void table()
+    {
+        QFETCH(bool, withValueRows);
+        QFETCH(QStringList, handles);
+        QVector<GattAttribute> table = heartRate();
+        GattTableModel model(&m_logger, &table);
+        model.build(withValueRows);
+        QStringList rows;
+        for (int r = 0; r < model.rowCount(); ++r)
+            rows << model.index(r, 0).data().toString() + ' ' + model.index(r, 4).data().toString();
+        QCOMPARE(rows, handles);
+        QCOMPARE(model.index(0, 3).data().toString(), QString("0D:18")); // the service keeps only its UUID
+        QVERIFY(!model.index(0, 0, model.index(0, 0)).isValid());
+        QVERIFY(m_log->lines.isEmpty());
+
+        // Values arrive into the model's rows, never into the table itself.
+        QCOMPARE(model.updateValue(6, QByteArray::fromHex("01")), 0);
+        QCOMPARE(model.index(5, 3).data().toString(), QString("01"));
+        QCOMPARE(model.updateValue(0x77, "x"), -1);
+        QCOMPARE(model.attributes().at(5).value, QByteArray::fromHex("01"));
+        QVERIFY(table.at(6).value.isEmpty());
+    }
+
+    void brokenDeclarationStopsTheTable()
+    {
+        QVector<GattAttribute> table = heartRate();
+        table[5].value = QByteArray::fromHex("02"); // neither value handle nor UUID
+        GattTableModel model(&m_logger, &table);
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        model.build(true);
+        QCOMPARE(logged(), QStringList{"4 Gatt table model data is wrong."});
+        QCOMPARE(resets.count(), 1); // the clear only
+        GattAttribute attribute;
+        QCOMPARE(model.getAttribute(model.index(model.rowCount(), 0), attribute), -1);
+    }
 };
 
-QTEST_MAIN(TestTreeModel)
-#include "tst_treemodel.moc"
+QTEST_MAIN(TestGattModels)
+#include "tst_gattmodels.moc"
