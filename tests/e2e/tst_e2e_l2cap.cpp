@@ -15,6 +15,7 @@
 #include "l2cap/cl2capwidget.h"
 #include "l2cap/cregisterpsmdialog.h"
 #include "l2cap/csduwidget.h"
+#include "log/logmanager.h"
 #include "masterbench.h"
 #include "schema/cmsgfield.h"
 #include "schema/cstandardmsgdlg.h"

@@ -10,16 +10,9 @@
 
 namespace {
 
-const char* const kReset = "AA 00 01 00 00 55";
-// Dongle 1's set 0, connectable every 20 ms, and 5_0_Connect to it (00:00:5E:00:53:11).
+// Dongle 1's set 0, connectable every 20 ms; kConnectDongle1 connects to it (00:00:5E:00:53:11).
 const char* const kAdvertise = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5 "
                                "AA 01 25 10 00 00 0D 0C 09 54 61 72 76 69 6E 65 20 53 69 6D 00 DC AA 01 27 01 00 00 2D";
-const char* const kConnectDongle1 = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 00 00 06 "
-                                    "00 0A 00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 11 53 00 5E 00 00 00 00 86";
-// 5_0_Connect to the heart-rate sensor of the default world, with its echo (128), sink (129) and
-// echo that needs authentication (130).
-const char* const kConnectHr = "AA 01 3F 32 00 00 01 00 00 0F 00 0F 00 0F 00 0F 00 06 00 0A 00 01 00 64 00 00 00 06 00 0A "
-                               "00 01 00 64 00 00 00 06 00 0A 00 01 00 64 00 00 00 01 00 00 10 5A C6 01 00 16";
 
 QString le(int value, int bytes = 2)
 {
@@ -33,11 +26,7 @@ QString le(int value, int bytes = 2)
 QString frame(const QString& head, const QString& payload)
 {
     const QByteArray body = hex(payload);
-    QByteArray bytes = hex(head) + char(body.size() & 0xFF) + char(body.size() >> 8) + body;
-    quint8 sum = 0;
-    for (char byte : bytes)
-        sum = quint8(sum + quint8(byte));
-    return QString((bytes + char(quint8(-sum))).toHex(' '));
+    return QString(withChecksum(hex(head) + le16(body.size()) + body).toHex(' '));
 }
 
 // Bytes `from` to `from + size` of a counting pattern, as the SDUs carry it.
