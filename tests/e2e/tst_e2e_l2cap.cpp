@@ -54,7 +54,7 @@ QStringList counters(const ChannelSide& side)
 } // namespace
 
 // Credit-based channels against tarvine-sim: a file through the sensor's echo service and back,
-// the refusals of its stack, and two dongles of one tool at the two ends of a channel.
+// and two dongles of one tool at the two ends of a channel.
 class TestE2eL2cap : public QObject
 {
     Q_OBJECT
@@ -63,7 +63,6 @@ private slots:
     void initTestCase();
     void cleanup();
     void echoReturnsAFileWhole();
-    void refusalsLeaveNoChannel();
     void twoDonglesBothWays();
 
 private:
@@ -187,31 +186,6 @@ void TestE2eL2cap::echoReturnsAFileWhole()
     tab->findChild<QToolButton*>("toolButtonRemove")->click();
     QTRY_VERIFY_WITH_TIMEOUT(tab->channels().isEmpty(), 10000);
     QVERIFY(!tab->sduPage("64"));
-}
-
-void TestE2eL2cap::refusalsLeaveNoChannel()
-{
-    m_bench = std::make_unique<MasterBench>();
-    m_bench->start();
-    CLayerWidget* layer = m_bench->connectTo(kSensor);
-    QVERIFY(layer);
-    CL2capWidget* tab = l2capTabOf(layer);
-    requestChannel(tab, {128, 64, 255, 100, 100});
-    requestChannel(tab, {129, 65, 255, 100, 100});
-    QTRY_COMPARE_WITH_TIMEOUT(tab->channels().size(), 2, 10000);
-
-    auto* log = new CaptureLogger;
-    m_bench->tab->logger()->addLogger(log);
-    const QList<QPair<int, QString>> refusals{{128, "BLE L2C ERR NO RES AVAIL"},
-                                              {130, "BLE L2C ERR INSUFF AUTHEN"},
-                                              {200, "BLE L2C ERR LEPSM NOT SUPP"}};
-    int localId = 66;
-    for (const auto& refusal : refusals) {
-        requestChannel(tab, {refusal.first, localId++, 255, 100, 100});
-        const QString line = "Uplink Command Name:Creating COC Result:" + refusal.second;
-        QTRY_VERIFY2_WITH_TIMEOUT(log->texts().contains(line), qPrintable(line), 10000);
-    }
-    QCOMPARE(tab->channels().keys(), (QStringList{"64", "65"}));
 }
 
 void TestE2eL2cap::twoDonglesBothWays()

@@ -10,14 +10,11 @@
 
 #include <memory>
 
-#include "capturelogger.h"
 #include "frames.h"
 #include "l2cap/ccreatecocreqdlg.h"
 #include "l2cap/cl2capwidget.h"
 #include "l2cap/csduwidget.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 #include "schema/cmsgfield.h"
 #include "schema/cstandardmsgdlg.h"
 #include "schema/cvalidatelineedit.h"
@@ -73,10 +70,7 @@ class TestCL2capWidget : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<PtyPair> m_pty;
-    std::unique_ptr<LogManager> m_logger;
-    CaptureLogger* m_log = nullptr;
-    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<LinkBench> m_bench;
     QString m_dongleName = QStringLiteral("Bench");
     std::unique_ptr<CL2capWidget> m_tab;
 
@@ -84,10 +78,7 @@ class TestCL2capWidget : public QObject
     // Waits for `expected` on the port, then nothing else may have come before it.
     void expectSent(const QByteArray& expected)
     {
-        QByteArray bytes;
-        if (!QTest::qWaitFor([&] { return (bytes += m_pty->readAll()).size() >= expected.size(); }, 5000))
-            qWarning("only %d of %d bytes came", int(bytes.size()), int(expected.size()));
-        QCOMPARE(bytes.toHex(' '), expected.toHex(' '));
+        QCOMPARE(m_bench->pty.read(expected.size()).toHex(' '), expected.toHex(' '));
     }
     CSduWidget* page() const { return m_tab->sduPage(QStringLiteral("64")); }
     template <class T>
@@ -106,7 +97,6 @@ private slots:
     void cleanup();
 
     void createCocSendsTheFormAndOpensTheChannel();
-    void refusedChannelLeavesNone();
     void creditAccounting_data();
     void creditAccounting();
     void sdusGoOneAtATime();
@@ -120,7 +110,6 @@ private slots:
     void creditsSentNeverExceedConsumed();
     void peerRequestIsAnswered_data();
     void peerRequestIsAnswered();
-    void disconnectRemovesTheChannel();
 };
 
 void TestCL2capWidget::initTestCase()
@@ -130,23 +119,16 @@ void TestCL2capWidget::initTestCase()
 
 void TestCL2capWidget::init()
 {
-    m_pty = std::make_unique<PtyPair>();
-    m_logger = std::make_unique<LogManager>("tst_cl2capwidget");
-    m_logger->addLogger(m_log = new CaptureLogger);
-    m_msg = std::make_unique<CMsg>(m_logger.get());
-    QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-    m_tab = std::make_unique<CL2capWidget>(1, m_msg.get(), m_logger.get(), &m_dongleName);
+    m_bench = std::make_unique<LinkBench>();
+    m_tab = std::make_unique<CL2capWidget>(1, &m_bench->msg, &m_bench->logger, &m_dongleName);
     m_tab->resize(1100, 560);
     m_tab->show();
-    m_log->clear();
 }
 
 void TestCL2capWidget::cleanup()
 {
     m_tab.reset();
-    m_msg.reset();
-    m_logger.reset();
-    m_pty.reset();
+    m_bench.reset();
 }
 
 void TestCL2capWidget::openChannel(quint16 peerMtu)
@@ -181,14 +163,6 @@ void TestCL2capWidget::createCocSendsTheFormAndOpensTheChannel()
     pageChild<QTextEdit>("textEditTX")->setPlainText(QByteArray(600, '\x11').toHex());
     pageChild<QPushButton>("pushButtonSend")->click();
     expectSent(downlink(0x03, le16(64) + le16(512) + kLink + QByteArray(512, '\x11')));
-}
-
-void TestCL2capWidget::refusedChannelLeavesNone()
-{
-    receive(opened(512, 247, 58));
-    QVERIFY(m_tab->channels().isEmpty());
-    QCOMPARE(m_tab->findChild<QListWidget*>("listWidget")->count(), 0);
-    QVERIFY(m_log->texts().contains("Uplink Command Name:Creating COC Result:BLE L2C ERR LEPSM NOT SUPP"));
 }
 
 // Frames applied to an open channel, then the counters of both sides: initial, consumed, remaining.
@@ -237,7 +211,7 @@ void TestCL2capWidget::creditAccounting()
     const ChannelInfo info = m_tab->channels().value("64");
     QCOMPARE(counters(info.local), local);
     QCOMPARE(counters(info.remote), remote);
-    QCOMPARE(m_log->texts().contains("The remote dongle remain credit is -1 last consumed is 11"),
+    QCOMPARE(m_bench->log->texts().contains("The remote dongle remain credit is -1 last consumed is 11"),
              QByteArray(QTest::currentDataTag()).startsWith("spending beyond"));
 }
 
@@ -449,24 +423,6 @@ void TestCL2capWidget::peerRequestIsAnswered()
         QCOMPARE(info.remote.value(ChannelInfo::Mtu), QString("300"));
         QCOMPARE(info.remote.value(ChannelInfo::Mps), QString("100"));
     }
-}
-
-void TestCL2capWidget::disconnectRemovesTheChannel()
-{
-    auto* remove = m_tab->findChild<QToolButton*>("toolButtonRemove");
-    remove->click();
-    QVERIFY(m_log->texts().contains("The row selected is wrong."));
-    receive(opened());
-    QPointer<CSduWidget> closing = page();
-    remove->click();
-    expectSent(downlink(0x13, le16(64) + kLink));
-    receive(l2cap(0xDD, 0x14, QByteArray(1, '\x3e') + le16(64) + char(0x16) + kLink));
-    QVERIFY(closing); // a refusal keeps the channel
-    receive(l2cap(0xDD, 0x14, QByteArray(1, '\0') + le16(64) + char(0x16) + kLink));
-    QVERIFY(!closing);
-    QVERIFY(m_tab->channels().isEmpty());
-    QCOMPARE(m_tab->findChild<QListWidget*>("listWidget")->count(), 0);
-    QVERIFY(m_tab->findChild<QLabel*>("labelDetails")->text().isEmpty());
 }
 
 QTEST_MAIN(TestCL2capWidget)

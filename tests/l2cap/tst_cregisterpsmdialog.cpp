@@ -6,9 +6,7 @@
 
 #include "frames.h"
 #include "l2cap/cregisterpsmdialog.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
-#include "ptypair.h"
+#include "linkbench.h"
 #include "schema/cvalidatelineedit.h"
 
 // The dongle's PSMs: listed once the dongle took them, gone once it let them go.
@@ -16,17 +14,12 @@ class TestCRegisterPSMDialog : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<PtyPair> m_pty;
-    std::unique_ptr<LogManager> m_logger;
-    std::unique_ptr<CMsg> m_msg;
+    std::unique_ptr<LinkBench> m_bench;
     std::unique_ptr<CRegisterPSMDialog> m_dialog;
 
     void expectSent(const QByteArray& expected)
     {
-        QByteArray bytes;
-        if (!QTest::qWaitFor([&] { return (bytes += m_pty->readAll()).size() >= expected.size(); }, 5000))
-            qWarning("only %d of %d bytes came", int(bytes.size()), int(expected.size()));
-        QCOMPARE(bytes.toHex(' '), expected.toHex(' '));
+        QCOMPARE(m_bench->pty.read(expected.size()).toHex(' '), expected.toHex(' '));
     }
     void ack(quint8 opcode, quint8 status) { m_dialog->onRcvMsg(uplink(0xBB, 0x04, opcode, QByteArray(1, char(status)))); }
     void registerPsm(const QString& psm)
@@ -39,18 +32,13 @@ class TestCRegisterPSMDialog : public QObject
 private slots:
     void init()
     {
-        m_pty = std::make_unique<PtyPair>();
-        m_logger = std::make_unique<LogManager>("tst_cregisterpsmdialog");
-        m_msg = std::make_unique<CMsg>(m_logger.get());
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        m_dialog = std::make_unique<CRegisterPSMDialog>(m_msg.get(), m_logger.get());
+        m_bench = std::make_unique<LinkBench>();
+        m_dialog = std::make_unique<CRegisterPSMDialog>(&m_bench->msg, &m_bench->logger);
     }
     void cleanup()
     {
         m_dialog.reset();
-        m_msg.reset();
-        m_logger.reset();
-        m_pty.reset();
+        m_bench.reset();
     }
 
     void registersInTheOrderTheAnswersCome()
