@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QPointer>
+#include <QTimer>
 
 #include "app/flat/cflatmessage.h"
 #include "log/logmanager.h"
@@ -63,7 +65,12 @@ void CSduWidget::on_textEditTX_textChanged()
         return;
     digits.truncate(MaxTypedDigits);
     ui->textEditTX->setPlainText(digits);
-    CFlatMessage::information(this, QStringLiteral("error"), QStringLiteral("send length should < 10kb"));
+    // The message waits until the editor is out of its own signal: should the channel close
+    // while it is up, no code of the deleted editor is left on the stack.
+    QWidget* parent = dialogParent();
+    QTimer::singleShot(0, parent, [parent] {
+        CFlatMessage::information(parent, QStringLiteral("error"), QStringLiteral("send length should < 10kb"));
+    });
 }
 
 void CSduWidget::on_pushButtonSend_clicked()
@@ -79,19 +86,21 @@ void CSduWidget::on_pushButtonSend_clicked()
 void CSduWidget::on_pushButtonSendFile_clicked()
 {
     const QString start = m_lastDir.isEmpty() ? QCoreApplication::applicationDirPath() : m_lastDir;
-    const QString name = QFileDialog::getOpenFileName(this, QStringLiteral("Open File"), start, QStringLiteral("*.*"));
-    if (name.isEmpty())
+    const QPointer<CSduWidget> self(this);
+    const QString name =
+        QFileDialog::getOpenFileName(dialogParent(), QStringLiteral("Open File"), start, QStringLiteral("*.*"));
+    if (!self || name.isEmpty())
         return;
     m_lastDir = QFileInfo(name).absolutePath();
     m_sendFile.close();
     m_sendFile.setFileName(name);
     if (!m_sendFile.open(QIODevice::ReadOnly)) {
-        CFlatMessage::information(this, QStringLiteral("ERROR"), QStringLiteral("can't open file ") + name);
+        CFlatMessage::information(dialogParent(), QStringLiteral("ERROR"), QStringLiteral("can't open file ") + name);
         return;
     }
     if (m_sendFile.size() > MaxFileSize) {
         m_sendFile.close();
-        CFlatMessage::information(this, QStringLiteral("ERROR"),
+        CFlatMessage::information(dialogParent(), QStringLiteral("ERROR"),
                                   QStringLiteral("This file is too large for sdu data sending."));
         return;
     }
@@ -138,6 +147,13 @@ void CSduWidget::sendHead()
         CCommand::logSendFailed(m_logger, QStringLiteral("Send SDU"));
 }
 
+// The channel, or the whole connection, may close while a dialog runs its own event loop: a
+// dialog that is a child of the page would be deleted under its own exec().
+QWidget* CSduWidget::dialogParent()
+{
+    return window();
+}
+
 void CSduWidget::setSendEnabled(bool enabled)
 {
     ui->pushButtonSend->setEnabled(enabled);
@@ -164,7 +180,8 @@ void CSduWidget::on_readySendSDU(QString localId)
     if (sendNextFileChunk())
         return;
     setSendEnabled(true);
-    CFlatMessage::information(this, m_dongleName + QStringLiteral(": Info"), QStringLiteral("Send SDU data finished."));
+    CFlatMessage::information(dialogParent(), m_dongleName + QStringLiteral(": Info"),
+                              QStringLiteral("Send SDU data finished."));
 }
 
 void CSduWidget::on_creditErrorCheck(QString localID)
@@ -253,14 +270,16 @@ void CSduWidget::on_pushButtonRXClear_clicked()
 
 void CSduWidget::on_pushButtonSave_clicked()
 {
-    const QString name = QFileDialog::getSaveFileName(this, QStringLiteral("save File..."), QStringLiteral("save.bin"));
-    if (name.isEmpty())
+    const QPointer<CSduWidget> self(this);
+    const QString name =
+        QFileDialog::getSaveFileName(dialogParent(), QStringLiteral("save File..."), QStringLiteral("save.bin"));
+    if (!self || name.isEmpty())
         return;
     m_receiveFile.flush();
     // The dialog has asked about overwriting already.
     QFile::remove(name);
     if (!QFile::copy(m_receiveFile.fileName(), name))
-        CFlatMessage::information(this, QStringLiteral("ERROR"), QStringLiteral("save fail!"));
+        CFlatMessage::information(dialogParent(), QStringLiteral("ERROR"), QStringLiteral("save fail!"));
 }
 
 // ---- Credits ----

@@ -69,6 +69,8 @@ private:
     void sendData(const QByteArray& bytes, bool showHex);
     void sendHead();
     void setSendEnabled(bool enabled);
+    // The parent of the page's modal dialogs, which outlives the page.
+    QWidget* dialogParent();
     // The credit input takes 0 up to `top`; a value above it comes down to it.
     void limitCreditInput(quint32 top);
     static quint32 inputValue(const QString& hexValue);

@@ -110,6 +110,7 @@ private slots:
     void creditsSentNeverExceedConsumed();
     void peerRequestIsAnswered_data();
     void peerRequestIsAnswered();
+    void channelClosesUnderItsMessage();
 };
 
 void TestCL2capWidget::initTestCase()
@@ -289,7 +290,7 @@ void TestCL2capWidget::typedTextLimits()
         });
     pageChild<QTextEdit>("textEditTX")->setPlainText(typed);
     if (warned)
-        QCOMPARE(warning, QString("error: send length should < 10kb"));
+        QTRY_COMPARE(warning, QString("error: send length should < 10kb"));
     pageChild<QPushButton>("pushButtonSend")->click();
     expectSent(downlink(0x03, le16(64) + le16(quint16(sent.size())) + kLink + sent));
 }
@@ -423,6 +424,26 @@ void TestCL2capWidget::peerRequestIsAnswered()
         QCOMPARE(info.remote.value(ChannelInfo::Mtu), QString("300"));
         QCOMPARE(info.remote.value(ChannelInfo::Mps), QString("100"));
     }
+}
+
+// The peer closes the channel while the page's message is still up: the page goes, the message
+// stays until answered.
+void TestCL2capWidget::channelClosesUnderItsMessage()
+{
+    receive(opened(4));
+    QPointer<CSduWidget> closing = page();
+    pageChild<QTextEdit>("textEditTX")->setPlainText("0102");
+    pageChild<QPushButton>("pushButtonSend")->click();
+    expectSent(downlink(0x03, le16(64) + le16(2) + kLink + QByteArray::fromHex("0102")));
+    bool pageGoneUnderBox = false;
+    whenModal([&](QWidget* box) {
+        receive(l2cap(0xDD, 0x14, QByteArray(1, '\0') + le16(64) + char(0x16) + kLink));
+        pageGoneUnderBox = !closing && QApplication::activeModalWidget() == box;
+        box->close();
+    });
+    receive(sduSent(1));
+    QVERIFY(pageGoneUnderBox);
+    QVERIFY(m_tab->channels().isEmpty());
 }
 
 QTEST_MAIN(TestCL2capWidget)
