@@ -162,7 +162,10 @@ void CL2capWidget::creatingCOCProc(const QByteArray& frame)
         return;
     }
     ChannelInfo info;
-    const QString localCredits = decimal(fields.value(QStringLiteral("local_credits")));
+    // The local side is what the user asked for; the report's count stands in only for a
+    // request this tab did not make.
+    const QString localCredits = requested.value(ChannelInfo::InitialCredits,
+                                                 decimal(fields.value(QStringLiteral("local_credits"))));
     info.local = ChannelInfo::openingSide(requested.value(ChannelInfo::Psm), requested.value(ChannelInfo::Mtu),
                                           requested.value(ChannelInfo::Mps), localCredits);
     info.remote = ChannelInfo::openingSide(decimal(fields.value(QStringLiteral("peer_psm"))),

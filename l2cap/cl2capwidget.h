@@ -90,7 +90,7 @@ private:
     QMap<QString, ChannelInfo> m_channels;
     QMap<QString, CSduWidget*> m_sduWidgets;
     QMap<QString, QString> m_pendingCredits;
-    // The local side of each "Create COC" sent, by local id: its answer names only the credits.
+    // The local side of each "Create COC" sent, by local id: its answer names neither MTU nor MPS.
     QMap<QString, ChannelSide> m_requests;
     uint8_t m_condix = 0;
     CMsg* m_msg = nullptr;
