@@ -82,10 +82,10 @@ void CL2capWidget::onRcvMsg(const QByteArray& rcvMsg)
 
 bool CL2capWidget::parseOwn(const QByteArray& frame, UplinkFieldMap& fields, int line, const char* function)
 {
-    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
-        return false;
+    const bool parsed = CCommand::parseUplinkMsg(m_logger, frame, fields) == 0;
+    // A frame cut short lacks its condix, which is this handler's internal error too.
     const int condix = byteField(fields, "condix", line, function);
-    if (condix != m_condix)
+    if (!parsed || condix != m_condix)
         return false;
     CCommand::logUplink(m_logger, frame, fields);
     return true;

@@ -111,6 +111,7 @@ private slots:
     void peerRequestIsAnswered_data();
     void peerRequestIsAnswered();
     void channelClosesUnderItsMessage();
+    void frameWithoutCondixIsAnInternalError();
 };
 
 void TestCL2capWidget::initTestCase()
@@ -445,6 +446,16 @@ void TestCL2capWidget::channelClosesUnderItsMessage()
     receive(sduSent(1));
     QVERIFY(pageGoneUnderBox);
     QVERIFY(m_tab->channels().isEmpty());
+}
+
+void TestCL2capWidget::frameWithoutCondixIsAnInternalError()
+{
+    receive(opened());
+    receive(l2cap(0xDD, 0x04, le16(64) + le16(1) + char(0)));
+    const QRegularExpression internal(
+        QRegularExpression::anchoredPattern(R"(FILE:\.\\cl2capwidget LINE:\d+ FUNCTION:CL2capWidget::sendingSDUProc Internal error\.)"));
+    QVERIFY(!m_log->texts().filter(internal).isEmpty());
+    QCOMPARE(m_tab->channels().value("64").remote.value(ChannelInfo::ConsumedCredits), QString("0"));
 }
 
 QTEST_MAIN(TestCL2capWidget)
