@@ -454,7 +454,7 @@ void TestCL2capWidget::frameWithoutCondixIsAnInternalError()
     receive(l2cap(0xDD, 0x04, le16(64) + le16(1) + char(0)));
     const QRegularExpression internal(
         QRegularExpression::anchoredPattern(R"(FILE:\.\\cl2capwidget LINE:\d+ FUNCTION:CL2capWidget::sendingSDUProc Internal error\.)"));
-    QVERIFY(!m_log->texts().filter(internal).isEmpty());
+    QVERIFY(!m_bench->log->texts().filter(internal).isEmpty());
     QCOMPARE(m_tab->channels().value("64").remote.value(ChannelInfo::ConsumedCredits), QString("0"));
 }
 
