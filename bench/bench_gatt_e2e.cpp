@@ -32,6 +32,7 @@
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 
+#include "benchwait.h"
 #include "guigapmeter.h"
 
 namespace {
@@ -43,22 +44,6 @@ constexpr double kRequiredRate = 5000;
 constexpr qint64 kMaxGapMs = 50;
 // A notification of a two-byte value: header, condix, type, handle, value, checksum.
 constexpr int kFrameBytes = 5 + 1 + 1 + 2 + 2 + 1;
-
-// Runs the event loop until `done` holds or the time is up. The loop sleeps between events, as
-// the application's own does: a loop that spun would take the core the tool measured needs.
-bool waitFor(const std::function<bool()>& done, int ms)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > ms)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(5, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
-}
 
 // Seconds of CPU that a process has used, from /proc.
 double cpuSeconds(qint64 pid)

@@ -37,6 +37,7 @@
 #include "schema/cstandardmsgdlg.h"
 #include "schema/cvalidatelineedit.h"
 
+#include "benchwait.h"
 #include "guigapmeter.h"
 
 namespace {
@@ -48,22 +49,6 @@ constexpr int kPeerMtu = 512;
 constexpr int kSendTickMs = 100;
 constexpr qint64 kMaxGapMs = 50;
 constexpr int kFileBytes = 1 << 20;
-
-// Runs the event loop until `done` holds or the time is up, sleeping between events as the
-// application's own loop does.
-bool waitFor(const std::function<bool()>& done, int ms)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > ms)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(5, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
-}
 
 // Answers the next modal dialog once it is up.
 void whenModal(std::function<void(QWidget*)> answer)

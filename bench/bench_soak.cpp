@@ -34,6 +34,7 @@
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 
+#include "benchwait.h"
 #include "guigapmeter.h"
 
 namespace {
@@ -47,25 +48,6 @@ double residentMegabytes()
     if (!statm.open(QIODevice::ReadOnly))
         return 0;
     return statm.readAll().split(' ').value(1).toDouble() * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
-}
-
-// Runs the event loop until `done` holds or the time is up.
-// Runs the event loop until done() or the time is up. The loop sleeps between events: a spinning
-// wait would take a core from the receive threads and the simulator, which the run measures.
-bool waitFor(const std::function<bool()>& done, int ms)
-{
-    QElapsedTimer clock;
-    clock.start();
-    QEventLoop loop;
-    QTimer check;
-    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
-        if (done() || clock.elapsed() > ms)
-            loop.quit();
-    });
-    check.start(5);
-    if (!done())
-        loop.exec();
-    return done();
 }
 
 // tarvine-sim on a port folder of this run, steered through its stdin, tracing every frame.
