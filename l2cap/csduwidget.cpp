@@ -276,6 +276,10 @@ void CSduWidget::on_pushButtonSave_clicked()
     if (!self || name.isEmpty())
         return;
     m_receiveFile.flush();
+    // Saved onto itself, the receive file is saved already: removing it first would lose it.
+    const QString stored = QFileInfo(m_receiveFile.fileName()).canonicalFilePath();
+    if (!stored.isEmpty() && QFileInfo(name).canonicalFilePath() == stored)
+        return;
     // The dialog has asked about overwriting already.
     QFile::remove(name);
     if (!QFile::copy(m_receiveFile.fileName(), name))

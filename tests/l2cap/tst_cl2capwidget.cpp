@@ -1,5 +1,6 @@
 #include <QFileDialog>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStackedWidget>
@@ -112,6 +113,7 @@ private slots:
     void peerRequestIsAnswered();
     void channelClosesUnderItsMessage();
     void frameWithoutCondixIsAnInternalError();
+    void savingOntoTheReceiveFileKeepsIt();
 };
 
 void TestCL2capWidget::initTestCase()
@@ -456,6 +458,31 @@ void TestCL2capWidget::frameWithoutCondixIsAnInternalError()
         QRegularExpression::anchoredPattern(R"(FILE:\.\\cl2capwidget LINE:\d+ FUNCTION:CL2capWidget::sendingSDUProc Internal error\.)"));
     QVERIFY(!m_bench->log->texts().filter(internal).isEmpty());
     QCOMPARE(m_tab->channels().value("64").remote.value(ChannelInfo::ConsumedCredits), QString("0"));
+}
+
+void TestCL2capWidget::savingOntoTheReceiveFileKeepsIt()
+{
+    receive(opened());
+    receive(sduReceived(1, "hello"));
+    const QString stored = page()->receiveFilePath();
+    bool replaced = false;
+    whenModal([&](QWidget* dialog) {
+        auto* picker = qobject_cast<QFileDialog*>(dialog);
+        picker->selectFile(stored);
+        whenModal([&](QWidget* question) {
+            if (auto* box = qobject_cast<QMessageBox*>(question)) {
+                replaced = true;
+                box->button(QMessageBox::Yes)->click();
+            }
+        });
+        static_cast<QDialog*>(picker)->accept();
+    });
+    pageChild<QPushButton>("pushButtonSave")->click();
+    QTRY_VERIFY(replaced);
+    receive(sduReceived(1, "world"));
+    QFile file(stored);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("helloworld"));
 }
 
 QTEST_MAIN(TestCL2capWidget)
