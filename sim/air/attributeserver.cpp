@@ -9,6 +9,7 @@
 #include "world/attributedatabase.h"
 
 using SimFrame::le16;
+using SimFrame::readLe16;
 using SimFrame::u8;
 
 namespace {
@@ -25,10 +26,6 @@ QByteArray fullUuid(const QByteArray& uuid)
     return full;
 }
 
-quint16 word(const QByteArray& pdu, int at)
-{
-    return quint16(SimFrame::readLe16(pdu, at));
-}
 
 } // namespace
 
@@ -114,14 +111,14 @@ void AttributeServer::exchangeMtu(Client& client, const QByteArray& pdu)
 {
     if (pdu.size() != 3)
         return send(client, Att::error(pdu.at(0), 0, Att::InvalidPdu));
-    client.mtu = qBound(Att::DefaultMtu, int(word(pdu, 1)), Att::MaxMtu);
+    client.mtu = qBound(Att::DefaultMtu, int(readLe16(pdu, 1)), Att::MaxMtu);
     send(client, char(Att::ExchangeMtuResponse) + le16(Att::MaxMtu));
 }
 
 bool AttributeServer::range(Client& client, const QByteArray& pdu, quint16* start, quint16* end)
 {
-    *start = word(pdu, 1);
-    *end = word(pdu, 3);
+    *start = readLe16(pdu, 1);
+    *end = readLe16(pdu, 3);
     if (*start == 0 || *start > *end) {
         send(client, Att::error(pdu.at(0), *start, Att::InvalidHandle));
         return false;
@@ -223,12 +220,12 @@ void AttributeServer::read(Client& client, const QByteArray& pdu)
     const bool blob = quint8(pdu.at(0)) == Att::ReadBlobRequest;
     if (pdu.size() != (blob ? 5 : 3))
         return send(client, Att::error(pdu.at(0), 0, Att::InvalidPdu));
-    const quint16 handle = word(pdu, 1);
+    const quint16 handle = readLe16(pdu, 1);
     const quint8 error = readError(handle);
     if (error != 0)
         return send(client, Att::error(pdu.at(0), handle, error));
     const QByteArray value = valueFor(client, handle);
-    const int offset = blob ? word(pdu, 3) : 0;
+    const int offset = blob ? readLe16(pdu, 3) : 0;
     if (offset > value.size())
         return send(client, Att::error(pdu.at(0), handle, Att::InvalidOffset));
     send(client, char(blob ? Att::ReadBlobResponse : Att::ReadResponse) + value.mid(offset, client.mtu - 1));
@@ -240,7 +237,7 @@ void AttributeServer::readMultiple(Client& client, const QByteArray& pdu)
         return send(client, Att::error(pdu.at(0), 0, Att::InvalidPdu));
     QByteArray values;
     for (int at = 1; at < pdu.size(); at += 2) {
-        const quint16 handle = word(pdu, at);
+        const quint16 handle = readLe16(pdu, at);
         const quint8 error = readError(handle);
         if (error != 0)
             return send(client, Att::error(pdu.at(0), handle, error));
@@ -310,7 +307,7 @@ quint8 AttributeServer::writeError(quint16 handle, quint8 opcode, const QByteArr
     // Only what the characteristic does may be switched on.
     const quint8 properties = m_database->attribute(a->valueHandle)->properties;
     const quint16 allowed = (properties & AttributeDatabase::Notify ? 1 : 0) | (properties & AttributeDatabase::Indicate ? 2 : 0);
-    return word(value, 0) & ~allowed ? Att::ValueNotAllowed : 0;
+    return readLe16(value, 0) & ~allowed ? Att::ValueNotAllowed : 0;
 }
 
 QByteArray AttributeServer::valueFor(const Client& client, quint16 handle) const
@@ -334,7 +331,7 @@ void AttributeServer::write(Client& client, const QByteArray& pdu)
             send(client, Att::error(opcode, 0, Att::InvalidPdu));
         return;
     }
-    const quint16 handle = word(pdu, 1);
+    const quint16 handle = readLe16(pdu, 1);
     const QByteArray value = pdu.mid(3, pdu.size() - 3 - tail);
     const quint8 error = writeError(handle, opcode, value);
     if (error != 0) {
@@ -351,14 +348,14 @@ void AttributeServer::prepareWrite(Client& client, const QByteArray& pdu)
 {
     if (pdu.size() < 5)
         return send(client, Att::error(pdu.at(0), 0, Att::InvalidPdu));
-    const quint16 handle = word(pdu, 1);
+    const quint16 handle = readLe16(pdu, 1);
     // Whether the client may write at all is known now; lengths only once the parts are whole.
     const quint8 error = writeError(handle, Att::WriteRequest, QByteArray(2, 0));
     if (error != 0 && error != Att::InvalidAttributeValueLength && error != Att::ValueNotAllowed)
         return send(client, Att::error(pdu.at(0), handle, error));
     if (client.prepared.size() >= MaxPreparedWrites)
         return send(client, Att::error(pdu.at(0), handle, Att::PrepareQueueFull));
-    client.prepared.append({handle, word(pdu, 3), pdu.mid(5)});
+    client.prepared.append({handle, readLe16(pdu, 3), pdu.mid(5)});
     send(client, char(Att::PrepareWriteResponse) + pdu.mid(1));
 }
 
@@ -400,7 +397,7 @@ void AttributeServer::apply(Client& client, quint16 handle, const QByteArray& va
         m_database->setValue(handle, value);
         return;
     }
-    m_database->setClientConfiguration(client.link, handle, word(value, 0));
+    m_database->setClientConfiguration(client.link, handle, readLe16(value, 0));
     configure(client, handle);
 }
 

@@ -5,6 +5,7 @@
 #include "proto/simframe.h"
 
 using SimFrame::le16;
+using SimFrame::readLe16;
 
 namespace {
 
@@ -20,10 +21,6 @@ enum Code : quint8 {
 constexpr quint16 NotUnderstood = 0x0000;
 constexpr quint16 InvalidCid = 0x0002;
 
-quint16 word(const QByteArray& bytes, int at)
-{
-    return quint16(SimFrame::readLe16(bytes, at));
-}
 
 QByteArray endpoint(const CreditChannels::Endpoint& e)
 {
@@ -116,7 +113,7 @@ void CreditChannels::signaling(const QByteArray& pdu)
     const quint8 code = quint8(pdu.at(0));
     const quint8 identifier = quint8(pdu.at(1));
     const QByteArray data = pdu.mid(4);
-    if (word(pdu, 2) != data.size())
+    if (readLe16(pdu, 2) != data.size())
         return signal(CommandReject, identifier, le16(NotUnderstood));
     switch (code) {
     case ConnectionRequest:
@@ -147,7 +144,7 @@ void CreditChannels::connectionRequest(quint8 identifier, const QByteArray& data
 {
     if (data.size() != 10)
         return signal(CommandReject, identifier, le16(NotUnderstood));
-    const Request request{word(data, 0), {word(data, 2), word(data, 4), word(data, 6), word(data, 8)}};
+    const Request request{readLe16(data, 0), {readLe16(data, 2), readLe16(data, 4), readLe16(data, 6), readLe16(data, 8)}};
     quint16 result = m_handlers.admit(request.psm);
     if (result == Success && !isDynamic(request.peer.cid))
         result = InvalidSourceCid;
@@ -197,8 +194,8 @@ void CreditChannels::connectionResponse(quint8 identifier, const QByteArray& dat
         return;
     const Asked asked = it->second;
     m_asked.erase(it);
-    Endpoint peer{word(data, 0), word(data, 2), word(data, 4), word(data, 6)};
-    quint16 result = word(data, 8);
+    Endpoint peer{readLe16(data, 0), readLe16(data, 2), readLe16(data, 4), readLe16(data, 6)};
+    quint16 result = readLe16(data, 8);
     // A channel that could carry nothing is no channel.
     if (result == Success && (!isDynamic(peer.cid) || !takesSegments(peer)))
         result = UnacceptableParameters;
@@ -220,13 +217,13 @@ void CreditChannels::creditIndication(const QByteArray& data)
         return;
     Channel* channel = nullptr;
     for (auto& entry : m_channels) {
-        if (entry.second.peer.cid == word(data, 0) && !entry.second.closing)
+        if (entry.second.peer.cid == readLe16(data, 0) && !entry.second.closing)
             channel = &entry.second;
     }
     if (!channel)
         return;
     const quint16 cid = channel->local.cid;
-    const int credits = word(data, 2);
+    const int credits = readLe16(data, 2);
     if (channel->peer.credits + credits > MaxCredits)
         return end(cid, CreditError);
     channel->peer.credits += credits;
@@ -271,9 +268,9 @@ void CreditChannels::disconnectionRequest(quint8 identifier, const QByteArray& d
 {
     if (data.size() != 4)
         return signal(CommandReject, identifier, le16(NotUnderstood));
-    const quint16 cid = word(data, 0);
+    const quint16 cid = readLe16(data, 0);
     const auto it = m_channels.find(cid);
-    if (it == m_channels.end() || it->second.peer.cid != word(data, 2))
+    if (it == m_channels.end() || it->second.peer.cid != readLe16(data, 2))
         return signal(CommandReject, identifier, le16(InvalidCid) + data);
     // Both ends may have asked at once: the channel ends as this end meant it to.
     const Ending ending = it->second.closing ? it->second.ending : ClosedThere;
@@ -287,9 +284,9 @@ void CreditChannels::disconnectionResponse(const QByteArray& data)
 {
     if (data.size() != 4)
         return;
-    const quint16 cid = word(data, 2);
+    const quint16 cid = readLe16(data, 2);
     const auto it = m_channels.find(cid);
-    if (it == m_channels.end() || !it->second.closing || it->second.peer.cid != word(data, 0))
+    if (it == m_channels.end() || !it->second.closing || it->second.peer.cid != readLe16(data, 0))
         return;
     const Ending ending = it->second.ending;
     m_channels.erase(it);
@@ -308,9 +305,9 @@ void CreditChannels::frameArrived(quint16 cid, const QByteArray& frame)
     if (frame.size() > channel->local.mps)
         return end(cid, InvalidPdu);
     if (channel->sduLength < 0) {
-        if (frame.size() < 2 || word(frame, 0) > channel->local.mtu)
+        if (frame.size() < 2 || readLe16(frame, 0) > channel->local.mtu)
             return end(cid, InvalidPdu);
-        channel->sduLength = word(frame, 0);
+        channel->sduLength = readLe16(frame, 0);
         channel->sdu = frame.mid(2);
     } else {
         channel->sdu += frame;

@@ -13,6 +13,7 @@
 #include "world/attributedatabase.h"
 
 using SimFrame::le16;
+using SimFrame::readLe16;
 using SimFrame::u8;
 
 namespace {
@@ -45,10 +46,6 @@ QByteArray readRecord(quint16 handle, int offset, const QByteArray& value)
     return le16(handle) + le16(offset) + le16(value.size()) + value;
 }
 
-quint16 word(const QByteArray& bytes, int at)
-{
-    return quint16(SimFrame::readLe16(bytes, at));
-}
 
 // One entry of a response: a handle, a second handle (a group's end, a value handle) and data.
 struct Entry {
@@ -70,8 +67,8 @@ QVector<Entry> entries(const QByteArray& pdu, bool withEnd)
         return list;
     for (int at = 2; at + length <= pdu.size(); at += length) {
         Entry entry;
-        entry.handle = word(pdu, at);
-        entry.second = withEnd ? word(pdu, at + 2) : 0;
+        entry.handle = readLe16(pdu, at);
+        entry.second = withEnd ? readLe16(pdu, at + 2) : 0;
         entry.data = pdu.mid(at + header, length - header);
         list.append(entry);
     }
@@ -88,7 +85,7 @@ QVector<Entry> information(const QByteArray& pdu)
     if ((pdu.size() - 2) % length != 0)
         return list;
     for (int at = 2; at + length <= pdu.size(); at += length)
-        list.append({word(pdu, at), 0, pdu.mid(at + 2, length - 2)});
+        list.append({readLe16(pdu, at), 0, pdu.mid(at + 2, length - 2)});
     return list;
 }
 
@@ -99,7 +96,7 @@ QVector<Entry> handlesInformation(const QByteArray& pdu)
     if ((pdu.size() - 1) % 4 != 0)
         return list;
     for (int at = 1; at + 4 <= pdu.size(); at += 4)
-        list.append({word(pdu, at), word(pdu, at + 2), QByteArray()});
+        list.append({readLe16(pdu, at), readLe16(pdu, at + 2), QByteArray()});
     return list;
 }
 
@@ -339,7 +336,7 @@ void GattClientEngine::exchangeMtu(const Request& r)
                    m_bearers.at(condix).exchanged = true;
                    request(condix, u8(Att::ExchangeMtuRequest) + le16(Att::MaxMtu), [this, condix, report](const Answer& a) {
                        if (a.error == 0 && a.pdu.size() == 3)
-                           m_bearers.at(condix).mtu = qBound(Att::DefaultMtu, int(word(a.pdu, 1)), Att::MaxMtu);
+                           m_bearers.at(condix).mtu = qBound(Att::DefaultMtu, int(readLe16(a.pdu, 1)), Att::MaxMtu);
                        report(a.error != 0 ? a.error : a.pdu.size() == 3 ? 0 : quint8(Att::InvalidPdu));
                        finish(condix);
                    });
@@ -428,7 +425,7 @@ void GattClientEngine::discover(const Request& r)
             for (const Entry& e : entries(pdu, false)) {
                 if (e.data.size() < 4)
                     return quint16(0);
-                records.append(includeRecord(e.handle, word(e.data, 0), word(e.data, 2), e.data.mid(4)));
+                records.append(includeRecord(e.handle, readLe16(e.data, 0), readLe16(e.data, 2), e.data.mid(4)));
                 last = e.handle;
             }
             report(records);
@@ -447,7 +444,7 @@ void GattClientEngine::discover(const Request& r)
                 if (e.data.size() < 5)
                     return quint16(0);
                 if (uuid.isEmpty() || e.data.mid(3) == uuid)
-                    records.append(characteristicRecord(e.handle, word(e.data, 1), quint8(e.data.at(0)), e.data.mid(3)));
+                    records.append(characteristicRecord(e.handle, readLe16(e.data, 1), quint8(e.data.at(0)), e.data.mid(3)));
                 last = e.handle;
             }
             report(records);
@@ -593,7 +590,7 @@ void GattClientEngine::allAttributesNext(const std::shared_ptr<AllAttributes>& a
             for (const Entry& e : entries(pdu, false)) {
                 if (e.data.size() < 5)
                     return quint16(0);
-                all->characteristics.append({e.handle, word(e.data, 1), e.data});
+                all->characteristics.append({e.handle, readLe16(e.data, 1), e.data});
                 uplink(e.handle, 0x32, {{"condix", u8(condix)}, {"handle", le16(e.handle)}, {"properties", e.data.left(1)},
                                         {"value_handle", e.data.mid(1, 2)}, {"char_UUID", e.data.mid(3)}});
                 last = e.handle;
@@ -674,7 +671,7 @@ void GattClientEngine::readMultiple(const Request& r)
     QVector<QPair<quint16, int>> parts;
     for (int at = 0; at < info.size(); at += 4) {
         handles += info.mid(at, 2);
-        parts.append({word(info, at), word(info, at + 2)});
+        parts.append({readLe16(info, at), readLe16(info, at + 2)});
     }
     accept(r, {[this, condix, handles, parts] {
                    request(condix, u8(Att::ReadMultipleRequest) + handles, [this, condix, parts](const Answer& a) {
@@ -789,9 +786,9 @@ void GattClientEngine::reliableWrite(const Request& r)
     const QByteArray rows = r.field(QStringLiteral("attrible_handle_list"));
     QVector<QByteArray> parts;
     for (int at = 0; at < rows.size();) {
-        if (rows.size() - at < 6 || rows.size() - at - 6 < word(rows, at + 4))
+        if (rows.size() - at < 6 || rows.size() - at - 6 < readLe16(rows, at + 4))
             return refuse(r, QStringLiteral("a row cut short at byte %1").arg(at));
-        const int length = word(rows, at + 4);
+        const int length = readLe16(rows, at + 4);
         if (length > mtu(condix) - 5)
             return refuse(r, QStringLiteral("a value of %1 bytes does not fit a prepared write").arg(length));
         parts.append(rows.mid(at, 4) + rows.mid(at + 6, length));
@@ -799,7 +796,7 @@ void GattClientEngine::reliableWrite(const Request& r)
     }
     if (parts.isEmpty())
         return refuse(r, QStringLiteral("no rows"));
-    const quint16 first = word(parts.first(), 0);
+    const quint16 first = readLe16(parts.first(), 0);
     accept(r, {[this, condix, parts] {
                    prepareAndExecute(condix, parts, [this, condix](quint8 status, quint16 handle) {
                        writeResult(0x1F, condix, status, handle);
@@ -824,7 +821,7 @@ void GattClientEngine::prepareAndExecute(int condix, const QVector<QByteArray>& 
         const QByteArray part = parts.at(*index);
         request(condix, u8(Att::PrepareWriteRequest) + part,
                 [this, condix, parts, index, cancel, done, part, self = weak.lock()](const Answer& a) {
-                    const quint16 handle = word(part, 0);
+                    const quint16 handle = readLe16(part, 0);
                     if (a.error != 0)
                         return cancel(a.error, handle);
                     if (a.pdu.mid(1) != part)
@@ -832,7 +829,7 @@ void GattClientEngine::prepareAndExecute(int condix, const QVector<QByteArray>& 
                     if (++*index < parts.size())
                         return (*self)();
                     request(condix, u8(Att::ExecuteWriteRequest) + u8(1), [done, parts](const Answer& executed) {
-                        done(executed.error, word(parts.first(), 0));
+                        done(executed.error, readLe16(parts.first(), 0));
                     });
                 });
     };

@@ -49,9 +49,9 @@ QByteArray le16(int value)
     return bytes;
 }
 
-int readLe16(const QByteArray& bytes, int at)
+quint16 readLe16(const QByteArray& bytes, int at)
 {
-    return quint8(bytes.at(at)) | quint8(bytes.at(at + 1)) << 8;
+    return quint16(quint8(bytes.at(at)) | quint8(bytes.at(at + 1)) << 8);
 }
 
 QByteArray fromHex(const QString& text, bool* ok)

@@ -23,7 +23,7 @@ QString uplinkId(quint8 header, quint8 module, quint8 opcode);
 QByteArray u8(int value);
 QByteArray le16(int value);
 // The little-endian 16-bit number at `at`.
-int readLe16(const QByteArray& bytes, int at);
+quint16 readLe16(const QByteArray& bytes, int at);
 // Hex digits; blanks, colons and dashes between them are ignored.
 QByteArray fromHex(const QString& text, bool* ok = nullptr);
 
