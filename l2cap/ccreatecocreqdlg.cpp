@@ -7,7 +7,6 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include "schema/cutil.h"
 #include "schema/cvalidatelineedit.h"
 
 namespace {
@@ -35,16 +34,16 @@ CCreateCOCReqDlg::CCreateCOCReqDlg(CMsg* msg, LogManager* logger, const QString&
     , m_msg(msg)
     , m_logger(logger)
     , m_condix(condix)
-    , m_request(request)
+    , m_request(CCommand::uplinkFieldsToDecimal(request))
     , m_timer(new QTimer(this))
 {
     setAttribute(Qt::WA_DeleteOnClose);
     QFrame* body = contentFrame();
     auto* offer = new QFormLayout;
-    offer->addRow(QStringLiteral("Peer CID"), new QLabel(requestDecimal("peer_cid"), body));
-    offer->addRow(QStringLiteral("Peer MPS"), new QLabel(requestDecimal("peer_mps"), body));
-    offer->addRow(QStringLiteral("Peer MTU"), new QLabel(requestDecimal("peer_mtu"), body));
-    offer->addRow(QStringLiteral("Local PSM"), new QLabel(requestDecimal("le_psm"), body));
+    offer->addRow(QStringLiteral("Peer CID"), new QLabel(m_request.value(QStringLiteral("peer_cid")), body));
+    offer->addRow(QStringLiteral("Peer MPS"), new QLabel(m_request.value(QStringLiteral("peer_mps")), body));
+    offer->addRow(QStringLiteral("Peer MTU"), new QLabel(m_request.value(QStringLiteral("peer_mtu")), body));
+    offer->addRow(QStringLiteral("Local PSM"), new QLabel(m_request.value(QStringLiteral("le_psm")), body));
 
     m_localId = numberInput("lineEditLocalId", "64", "127", "64", body);
     m_localCredits = numberInput("lineEditLocalCredits", "0", "65535", "255", body);
@@ -84,19 +83,12 @@ CCreateCOCReqDlg::CCreateCOCReqDlg(CMsg* msg, LogManager* logger, const QString&
 
 CCreateCOCReqDlg::~CCreateCOCReqDlg() = default;
 
-QString CCreateCOCReqDlg::requestDecimal(const char* key) const
-{
-    quint64 value = 0;
-    CUtil::arrayToValue(0, m_request.value(QLatin1String(key)), value);
-    return QString::number(value);
-}
-
 bool CCreateCOCReqDlg::answer(bool accept, FieldValueMap& fields)
 {
     m_timer->stop();
     fields = {{QStringLiteral("accept"), uint(accept ? 1 : 0)},
               {QStringLiteral("condix"), uint(m_condix)},
-              {QStringLiteral("peer_cid"), m_request.value(QStringLiteral("peer_cid"))},
+              {QStringLiteral("peer_cid"), m_request.value(QStringLiteral("peer_cid")).toUInt()},
               {QStringLiteral("local_cid"), m_localId->value()},
               {QStringLiteral("local_credits"), m_localCredits->value()},
               {QStringLiteral("mtu"), m_mtu->value()},
@@ -111,18 +103,14 @@ void CCreateCOCReqDlg::on_pushButtonAccept_clicked()
 {
     FieldValueMap fields;
     if (answer(true, fields)) {
-        const auto decimal = [](const QVariant& hexValue) {
-            return QString::number(hexValue.toString().toULongLong(nullptr, 16));
-        };
-        const QString psm = requestDecimal("le_psm");
+        // The editors hold the numbers sent, repaired by the answer.
+        const QString psm = m_request.value(QStringLiteral("le_psm"));
         ChannelInfo info;
-        info.local = ChannelInfo::openingSide(psm, decimal(fields.value(QStringLiteral("mtu"))),
-                                              decimal(fields.value(QStringLiteral("mps"))),
-                                              decimal(fields.value(QStringLiteral("local_credits"))));
+        info.local = ChannelInfo::openingSide(psm, m_mtu->text(), m_mps->text(), m_localCredits->text());
         // The request does not say how many credits the peer gave: the count starts from none.
-        info.remote = ChannelInfo::openingSide(psm, requestDecimal("peer_mtu"), requestDecimal("peer_mps"),
-                                               QStringLiteral("0"));
-        emit receiveCOCRequest(decimal(fields.value(QStringLiteral("local_cid"))), info, fields);
+        info.remote = ChannelInfo::openingSide(psm, m_request.value(QStringLiteral("peer_mtu")),
+                                               m_request.value(QStringLiteral("peer_mps")), QStringLiteral("0"));
+        emit receiveCOCRequest(m_localId->text(), info, fields);
     }
     close();
 }

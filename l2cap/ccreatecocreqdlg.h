@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
 
 #include "app/flat/cflatdialog.h"
@@ -39,12 +40,11 @@ private:
     // "Accept Create COC Request" with `accept` 1 or 0 and the local settings; false when it
     // could not be sent.
     bool answer(bool accept, FieldValueMap& fields);
-    QString requestDecimal(const char* key) const;
 
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
     uint8_t m_condix = 0;
-    UplinkFieldMap m_request;
+    QMap<QString, QString> m_request; // the report's fields as decimal text
     CValidateLineEdit* m_localId = nullptr;
     CValidateLineEdit* m_localCredits = nullptr;
     CValidateLineEdit* m_mtu = nullptr;

@@ -21,6 +21,12 @@ qint64 ChannelInfo::number(const ChannelSide& side, const QString& key)
     return side.value(key).toLongLong();
 }
 
+void ChannelInfo::consume(ChannelSide& side, qint64 credits)
+{
+    side.insert(ConsumedCredits, QString::number(number(side, ConsumedCredits) + credits));
+    side.insert(RemainingCredits, QString::number(number(side, RemainingCredits) - credits));
+}
+
 void ChannelInfo::release(ChannelSide& side, qint64 credits)
 {
     const qint64 consumed = qMax<qint64>(number(side, ConsumedCredits) - credits, 0);

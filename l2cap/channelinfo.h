@@ -25,6 +25,8 @@ struct ChannelInfo
     static ChannelSide openingSide(const QString& psm, const QString& mtu, const QString& mps,
                                    const QString& credits);
     static qint64 number(const ChannelSide& side, const QString& key);
+    // Credits spent: more consumed, fewer remaining.
+    static void consume(ChannelSide& side, qint64 credits);
     // Credits handed back: fewer consumed, never below 0, more remaining, never above the
     // initial count.
     static void release(ChannelSide& side, qint64 credits);

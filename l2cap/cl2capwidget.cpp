@@ -101,6 +101,13 @@ int CL2capWidget::byteField(const UplinkFieldMap& fields, const char* key, int l
     return quint8(value.at(0));
 }
 
+ChannelInfo* CL2capWidget::channelOf(const UplinkFieldMap& fields, QString& localId)
+{
+    localId = decimal(fields.value(QStringLiteral("local_cid")));
+    const auto channel = m_channels.find(localId);
+    return channel == m_channels.end() ? nullptr : &channel.value();
+}
+
 QString CL2capWidget::decimal(const QByteArray& littleEndian)
 {
     quint64 value = 0;
@@ -153,7 +160,8 @@ void CL2capWidget::creatingCOCProc(const QByteArray& frame)
     const int status = byteField(fields, "status", __LINE__, "creatingCOCProc");
     if (opStatus < 0 || status < 0)
         return;
-    const QString localId = decimal(fields.value(QStringLiteral("local_cid")));
+    const QMap<QString, QString> report = CCommand::uplinkFieldsToDecimal(fields);
+    const QString localId = report.value(QStringLiteral("local_cid"));
     const ChannelSide requested = m_requests.take(localId);
     if (opStatus != 0 || status != 0) {
         for (const int failure : {opStatus, status})
@@ -164,14 +172,14 @@ void CL2capWidget::creatingCOCProc(const QByteArray& frame)
     ChannelInfo info;
     // The local side is what the user asked for; the report's count stands in only for a
     // request this tab did not make.
-    const QString localCredits = requested.value(ChannelInfo::InitialCredits,
-                                                 decimal(fields.value(QStringLiteral("local_credits"))));
+    const QString localCredits =
+        requested.value(ChannelInfo::InitialCredits, report.value(QStringLiteral("local_credits")));
     info.local = ChannelInfo::openingSide(requested.value(ChannelInfo::Psm), requested.value(ChannelInfo::Mtu),
                                           requested.value(ChannelInfo::Mps), localCredits);
-    info.remote = ChannelInfo::openingSide(decimal(fields.value(QStringLiteral("peer_psm"))),
-                                           decimal(fields.value(QStringLiteral("peer_mtu"))),
-                                           decimal(fields.value(QStringLiteral("peer_mps"))),
-                                           decimal(fields.value(QStringLiteral("peer_credits"))));
+    info.remote = ChannelInfo::openingSide(report.value(QStringLiteral("peer_psm")),
+                                           report.value(QStringLiteral("peer_mtu")),
+                                           report.value(QStringLiteral("peer_mps")),
+                                           report.value(QStringLiteral("peer_credits")));
     addChannel(localId, info);
 }
 
@@ -300,9 +308,9 @@ void CL2capWidget::sendingSDUProc(const QByteArray& frame)
     const int status = byteField(fields, "status", __LINE__, "sendingSDUProc");
     if (status < 0)
         return;
-    const QString localId = decimal(fields.value(QStringLiteral("local_cid")));
-    const auto channel = m_channels.find(localId);
-    if (channel == m_channels.end())
+    QString localId;
+    ChannelInfo* channel = channelOf(fields, localId);
+    if (!channel)
         return;
     if (status == kNoCredits) {
         emit sig_creditErrorStop(localId);
@@ -314,18 +322,15 @@ void CL2capWidget::sendingSDUProc(const QByteArray& frame)
         return;
     }
     const qint64 credits = decimal(fields.value(QStringLiteral("credits"))).toLongLong();
-    ChannelSide& remote = channel->remote;
-    const qint64 remaining = ChannelInfo::number(remote, ChannelInfo::RemainingCredits) - credits;
+    const qint64 remaining = ChannelInfo::number(channel->remote, ChannelInfo::RemainingCredits) - credits;
     if (remaining < 0) {
         // The peer's grants are the dongle's to count; the page only shows them.
         m_logger->log(QStringLiteral("The remote dongle remain credit is ") + QString::number(remaining)
                           + QStringLiteral(" last consumed is ") + QString::number(credits),
                       1);
     } else {
-        remote.insert(ChannelInfo::ConsumedCredits,
-                      QString::number(ChannelInfo::number(remote, ChannelInfo::ConsumedCredits) + credits));
-        remote.insert(ChannelInfo::RemainingCredits, QString::number(remaining));
-        logCredits(QStringLiteral(" send sdu proc"), remote);
+        ChannelInfo::consume(channel->remote, credits);
+        logCredits(QStringLiteral(" send sdu proc"), channel->remote);
         redrawIfShown(localId);
     }
     emit readySendSDU(localId);
@@ -336,16 +341,12 @@ void CL2capWidget::receivedSDUProc(const QByteArray& frame)
     UplinkFieldMap fields;
     if (!parseOwn(frame, fields, __LINE__, "receivedSDUProc"))
         return;
-    const QString localId = decimal(fields.value(QStringLiteral("local_cid")));
-    const auto channel = m_channels.find(localId);
-    if (channel == m_channels.end())
+    QString localId;
+    ChannelInfo* channel = channelOf(fields, localId);
+    if (!channel)
         return;
-    const qint64 credits = decimal(fields.value(QStringLiteral("credits"))).toLongLong();
     ChannelSide& local = channel->local;
-    local.insert(ChannelInfo::ConsumedCredits,
-                 QString::number(ChannelInfo::number(local, ChannelInfo::ConsumedCredits) + credits));
-    local.insert(ChannelInfo::RemainingCredits,
-                 QString::number(ChannelInfo::number(local, ChannelInfo::RemainingCredits) - credits));
+    ChannelInfo::consume(local, decimal(fields.value(QStringLiteral("credits"))).toLongLong());
     const QString consumed = local.value(ChannelInfo::ConsumedCredits);
     const QString remaining = local.value(ChannelInfo::RemainingCredits);
     redrawIfShown(localId);
@@ -376,9 +377,9 @@ void CL2capWidget::localCreditsManagementProc(const QByteArray& frame)
             CCommand::logUplinkResult(m_logger, frame, status);
         return;
     }
-    const QString localId = decimal(fields.value(QStringLiteral("local_cid")));
-    const auto channel = m_channels.find(localId);
-    if (channel == m_channels.end())
+    QString localId;
+    ChannelInfo* channel = channelOf(fields, localId);
+    if (!channel)
         return;
     const qint64 released = m_pendingCredits.value(localId).toLongLong();
     ChannelInfo::release(channel->local, released);
@@ -394,9 +395,9 @@ void CL2capWidget::RemoteCreditsManagementProc(const QByteArray& frame)
     UplinkFieldMap fields;
     if (!parseOwn(frame, fields, __LINE__, "RemoteCreditsManagementProc"))
         return;
-    const QString localId = decimal(fields.value(QStringLiteral("local_cid")));
-    const auto channel = m_channels.find(localId);
-    if (channel == m_channels.end())
+    QString localId;
+    ChannelInfo* channel = channelOf(fields, localId);
+    if (!channel)
         return;
     ChannelInfo::release(channel->remote, decimal(fields.value(QStringLiteral("credits"))).toLongLong());
     logCredits(QStringLiteral(" remote credits manage"), channel->remote);

@@ -69,6 +69,8 @@ private:
     // The one-byte field, or -1 after the internal error of `function`.
     int byteField(const UplinkFieldMap& fields, const char* key, int line, const char* function);
     static QString decimal(const QByteArray& littleEndian);
+    // The open channel that the frame's local id names, that id given back; null for none.
+    ChannelInfo* channelOf(const UplinkFieldMap& fields, QString& localId);
     // Enters an open channel: its record, its SDU page, its list row, shown.
     void addChannel(const QString& localId, const ChannelInfo& info);
     void showChannel(const QString& localId);
