@@ -32,6 +32,7 @@
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 
+#include "benchconnect.h"
 #include "benchwait.h"
 #include "guigapmeter.h"
 
@@ -122,33 +123,10 @@ int main(int argc, char* argv[])
     // Each tab connects from its Master page to its own copy of the device.
     QVector<CGattWidget*> panels;
     for (int i = 0; i < kDongles; ++i) {
-        CConnectionWidget* page = tabs[i]->connectionWidget();
-        const auto button = [page](const char* name) { return page->findChild<QToolButton*>(name); };
-        button("buttonScan")->click();
-        const QString address = QStringLiteral("c6:5a:30:00:00:0%1").arg(i);
-        int row = -1;
-        if (!waitFor([&] {
-                for (int r = 0; r < page->model()->rowCount() && row < 0; ++r)
-                    if (page->model()->index(r, 1).data().toString() == address)
-                        row = r;
-                return row >= 0;
-            }, 20000))
-            return fail("its device was never heard", i);
-        button("buttonScan")->click();
-        if (!waitFor([&] { return button("buttonScan")->text() == QLatin1String("Start Scan"); }, 10000))
-            return fail("its scan never stopped", i);
-        auto* table = page->findChild<QTableView*>(QStringLiteral("tableView_devices"));
-        table->setCurrentIndex(page->model()->index(row, 0));
-        page->onTableView_devicesClicked(page->model()->index(row, 0));
-        button("buttonConnect")->click();
-        CLayerWidget* layer = nullptr;
-        if (!waitFor([&] {
-                for (int t = 0; t < tabs[i]->pageTabs()->count() && !layer; ++t)
-                    layer = qobject_cast<CLayerWidget*>(tabs[i]->pageTabs()->widget(t));
-                return layer != nullptr;
-            }, 20000))
-            return fail("the connection never came", i);
-        tabs[i]->pageTabs()->setCurrentWidget(layer);
+        const char* why = nullptr;
+        CLayerWidget* layer = connectFromMaster(tabs[i], QStringLiteral("c6:5a:30:00:00:0%1").arg(i), &why);
+        if (!layer)
+            return fail(why, i);
         layer->pages()->setCurrentWidget(layer->gattPage());
         panels.append(layer->gattPage());
     }

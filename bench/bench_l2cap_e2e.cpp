@@ -37,8 +37,10 @@
 #include "schema/cstandardmsgdlg.h"
 #include "schema/cvalidatelineedit.h"
 
+#include "benchconnect.h"
 #include "benchwait.h"
 #include "guigapmeter.h"
+#include "whenmodal.h"
 
 namespace {
 
@@ -49,17 +51,6 @@ constexpr int kPeerMtu = 512;
 constexpr int kSendTickMs = 100;
 constexpr qint64 kMaxGapMs = 50;
 constexpr int kFileBytes = 1 << 20;
-
-// Answers the next modal dialog once it is up.
-void whenModal(std::function<void(QWidget*)> answer)
-{
-    QTimer::singleShot(10, [answer] {
-        if (QWidget* modal = QApplication::activeModalWidget())
-            answer(modal);
-        else
-            whenModal(answer);
-    });
-}
 
 int fail(const char* what)
 {
@@ -107,31 +98,10 @@ int main(int argc, char* argv[])
     if (!waitFor([tab] { return !tab->config().value("profile").toByteArray().isEmpty(); }, 20000))
         return fail("the start-up never ended");
 
-    // Connected from the Master page.
-    CConnectionWidget* master = tab->connectionWidget();
-    const auto button = [master](const char* name) { return master->findChild<QToolButton*>(name); };
-    button("buttonScan")->click();
-    int row = -1;
-    if (!waitFor([&] {
-            for (int r = 0; r < master->model()->rowCount() && row < 0; ++r)
-                if (master->model()->index(r, 1).data().toString() == kSensor)
-                    row = r;
-            return row >= 0;
-        }, 20000))
-        return fail("the sensor was never heard");
-    button("buttonScan")->click();
-    waitFor([&] { return button("buttonScan")->text() == QLatin1String("Start Scan"); }, 10000);
-    master->findChild<QTableView*>(QStringLiteral("tableView_devices"))->setCurrentIndex(master->model()->index(row, 0));
-    master->onTableView_devicesClicked(master->model()->index(row, 0));
-    button("buttonConnect")->click();
-    CLayerWidget* layer = nullptr;
-    if (!waitFor([&] {
-            for (int t = 0; t < tab->pageTabs()->count() && !layer; ++t)
-                layer = qobject_cast<CLayerWidget*>(tab->pageTabs()->widget(t));
-            return layer != nullptr;
-        }, 20000))
-        return fail("the connection never came");
-    tab->pageTabs()->setCurrentWidget(layer);
+    const char* why = nullptr;
+    CLayerWidget* layer = connectFromMaster(tab, kSensor, &why);
+    if (!layer)
+        return fail(why);
     CL2capWidget* l2cap = layer->l2capPage();
     layer->pages()->setCurrentWidget(l2cap);
 
