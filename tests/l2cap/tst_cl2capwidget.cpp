@@ -1,12 +1,8 @@
 #include <QFileDialog>
-#include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QRadioButton>
-#include <QStackedWidget>
 #include <QTextEdit>
 #include <QToolButton>
-#include <QTreeWidget>
 #include <QtTest>
 
 #include <memory>
@@ -97,7 +93,6 @@ private slots:
     void init();
     void cleanup();
 
-    void createCocSendsTheFormAndOpensTheChannel();
     void creditAccounting_data();
     void creditAccounting();
     void sdusGoOneAtATime();
@@ -112,7 +107,6 @@ private slots:
     void peerRequestIsAnswered_data();
     void peerRequestIsAnswered();
     void channelClosesUnderItsMessage();
-    void frameWithoutCondixIsAnInternalError();
     void savingOntoTheReceiveFileKeepsIt();
 };
 
@@ -150,26 +144,6 @@ void TestCL2capWidget::openChannel(quint16 peerMtu)
     QVERIFY(page());
 }
 
-void TestCL2capWidget::createCocSendsTheFormAndOpensTheChannel()
-{
-    openChannel();
-    auto* list = m_tab->findChild<QListWidget*>("listWidget");
-    QCOMPARE(list->count(), 1);
-    QCOMPARE(list->currentItem()->text(), QString("Channel [ID:64]"));
-    QCOMPARE(m_tab->findChild<QStackedWidget*>("stackedWidget")->currentWidget(), page());
-    const ChannelInfo info = m_tab->channels().value("64");
-    QCOMPARE(info.local, ChannelInfo::openingSide("128", "100", "50", "255"));
-    QCOMPARE(info.remote, ChannelInfo::openingSide("128", "512", "247", "10"));
-    const auto* tree = m_tab->findChild<QTreeWidget*>("treeWidget");
-    QCOMPARE(tree->topLevelItem(1)->text(0), QString("Remote Setting"));
-    QCOMPARE(tree->topLevelItem(1)->child(1)->text(1), QString("512"));
-
-    // An SDU is as long as the peer's MTU, not the dongle's.
-    pageChild<QTextEdit>("textEditTX")->setPlainText(QByteArray(600, '\x11').toHex());
-    pageChild<QPushButton>("pushButtonSend")->click();
-    expectSent(downlink(0x03, le16(64) + le16(512) + kLink + QByteArray(512, '\x11')));
-}
-
 // Frames applied to an open channel, then the counters of both sides: initial, consumed, remaining.
 void TestCL2capWidget::creditAccounting_data()
 {
@@ -177,28 +151,33 @@ void TestCL2capWidget::creditAccounting_data()
     QTest::addColumn<QString>("pendingCredits");
     QTest::addColumn<QStringList>("local");
     QTest::addColumn<QStringList>("remote");
+    QTest::addColumn<QString>("logged");
 
     const QStringList untouchedLocal{"10", "0", "10"};
     const QStringList untouchedRemote{"10", "0", "10"};
     QTest::newRow("an SDU sent spends the peer's credits")
-        << QList<QByteArray>{sduSent(3), sduSent(2)} << "" << untouchedLocal << QStringList{"10", "5", "5"};
+        << QList<QByteArray>{sduSent(3), sduSent(2)} << "" << untouchedLocal << QStringList{"10", "5", "5"} << "";
     QTest::newRow("spending beyond what remains is only logged")
-        << QList<QByteArray>{sduSent(11)} << "" << untouchedLocal << untouchedRemote;
+        << QList<QByteArray>{sduSent(11)} << "" << untouchedLocal << untouchedRemote
+        << "The remote dongle remain credit is -1 last consumed is 11";
     QTest::newRow("an SDU received spends the dongle's credits")
-        << QList<QByteArray>{sduReceived(4, "abcd")} << "" << QStringList{"10", "4", "6"} << untouchedRemote;
+        << QList<QByteArray>{sduReceived(4, "abcd")} << "" << QStringList{"10", "4", "6"} << untouchedRemote << "";
     QTest::newRow("a grant never lifts remaining above initial")
-        << QList<QByteArray>{sduSent(3), peerGranted(5)} << "" << untouchedLocal << untouchedRemote;
+        << QList<QByteArray>{sduSent(3), peerGranted(5)} << "" << untouchedLocal << untouchedRemote << "";
     QTest::newRow("a partial grant")
-        << QList<QByteArray>{sduSent(6), peerGranted(2)} << "" << untouchedLocal << QStringList{"10", "4", "6"};
+        << QList<QByteArray>{sduSent(6), peerGranted(2)} << "" << untouchedLocal << QStringList{"10", "4", "6"} << "";
     QTest::newRow("credits handed back are the ones pending")
         << QList<QByteArray>{sduReceived(4, "abcd"), creditsReleased()} << "3" << QStringList{"10", "1", "9"}
-        << untouchedRemote;
+        << untouchedRemote << "";
     QTest::newRow("a refused hand-back changes nothing")
         << QList<QByteArray>{sduReceived(4, "abcd"), creditsReleased(61)} << "3" << QStringList{"10", "4", "6"}
-        << untouchedRemote;
+        << untouchedRemote << "";
     QTest::newRow("another link's frames are ignored")
         << QList<QByteArray>{sduSent(3, 0, "\2"), l2cap(0xDD, 0x15, le16(64) + le16(5) + "\2")} << ""
-        << untouchedLocal << untouchedRemote;
+        << untouchedLocal << untouchedRemote << "";
+    QTest::newRow("a frame cut short before its condix")
+        << QList<QByteArray>{l2cap(0xDD, 0x04, le16(64) + le16(1) + char(0))} << "" << untouchedLocal << untouchedRemote
+        << "FUNCTION:CL2capWidget::sendingSDUProc Internal error.";
 }
 
 void TestCL2capWidget::creditAccounting()
@@ -207,6 +186,7 @@ void TestCL2capWidget::creditAccounting()
     QFETCH(QString, pendingCredits);
     QFETCH(QStringList, local);
     QFETCH(QStringList, remote);
+    QFETCH(QString, logged);
 
     receive(opened());
     if (!pendingCredits.isEmpty())
@@ -216,13 +196,15 @@ void TestCL2capWidget::creditAccounting()
     const ChannelInfo info = m_tab->channels().value("64");
     QCOMPARE(counters(info.local), local);
     QCOMPARE(counters(info.remote), remote);
-    QCOMPARE(m_bench->log->texts().contains("The remote dongle remain credit is -1 last consumed is 11"),
-             QByteArray(QTest::currentDataTag()).startsWith("spending beyond"));
+    if (!logged.isEmpty())
+        QVERIFY2(!m_bench->log->texts().filter(logged).isEmpty(), qPrintable(logged));
 }
 
+// SDUs are cut to the peer's MTU, 4 bytes here, though the dongle takes 100.
 void TestCL2capWidget::sdusGoOneAtATime()
 {
-    receive(opened(4));
+    openChannel(4);
+    QCOMPARE(m_tab->channels().value("64").local, ChannelInfo::openingSide("128", "100", "50", "255"));
     auto* send = pageChild<QPushButton>("pushButtonSend");
     pageChild<QTextEdit>("textEditTX")->setPlainText("01:02:03:04:05:06:07:08:09:0A");
     send->click();
@@ -448,16 +430,6 @@ void TestCL2capWidget::channelClosesUnderItsMessage()
     receive(sduSent(1));
     QVERIFY(pageGoneUnderBox);
     QVERIFY(m_tab->channels().isEmpty());
-}
-
-void TestCL2capWidget::frameWithoutCondixIsAnInternalError()
-{
-    receive(opened());
-    receive(l2cap(0xDD, 0x04, le16(64) + le16(1) + char(0)));
-    const QRegularExpression internal(
-        QRegularExpression::anchoredPattern(R"(FILE:\.\\cl2capwidget LINE:\d+ FUNCTION:CL2capWidget::sendingSDUProc Internal error\.)"));
-    QVERIFY(!m_bench->log->texts().filter(internal).isEmpty());
-    QCOMPARE(m_tab->channels().value("64").remote.value(ChannelInfo::ConsumedCredits), QString("0"));
 }
 
 void TestCL2capWidget::savingOntoTheReceiveFileKeepsIt()
