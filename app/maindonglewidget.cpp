@@ -15,6 +15,7 @@
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
 #include "gatt/cgattwidget.h"
+#include "iso/ccigciswidget.h"
 #include "l2cap/cregisterpsmdialog.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
@@ -173,6 +174,8 @@ void MainDongleWidget::buildPages()
     connect(this, &MainDongleWidget::sig_OpenIDT, this, &MainDongleWidget::onOpenIDT);
     connect(m_connectionWidget, &CConnectionWidget::disConnectRequest, this,
             &MainDongleWidget::on_disConnectRequest);
+    connect(m_connectionWidget, &CConnectionWidget::cigcisSuccess, this, &MainDongleWidget::on_cigcisSuccess);
+    connect(m_connectionWidget, &CConnectionWidget::toCIGCISWidget, this, &MainDongleWidget::on_toCIGCISWidget);
     connect(m_msg, &CMsg::sig_rcvCommonMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvGapMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvGapMsg, m_advertisingWidget, &advertisingWidget::onRcvMsg);
@@ -339,9 +342,12 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
     CCommand::lastCompleteProc(m_logger, frame);
     if (frame.size() < 6 || frame.at(5) != 0)
         return;
-    // Connections did not survive the reset: their pages go.
+    // Connections and streams did not survive the reset: their pages go.
     for (int index = ui->tabWidget->count() - 1; index >= 0; --index) {
-        if (qobject_cast<CLayerWidget*>(ui->tabWidget->widget(index)))
+        QWidget* page = ui->tabWidget->widget(index);
+        if (qobject_cast<CCigCisWidget*>(page))
+            removeMasterPageTab(index);
+        else if (qobject_cast<CLayerWidget*>(page))
             removePageTab(index);
     }
     ui->tabWidget->setCurrentIndex(0);
@@ -618,6 +624,53 @@ void MainDongleWidget::on_disConnectRequest(uint8_t condix)
             ui->tabWidget->setCurrentIndex(slaveTabIndex());
         return;
     }
+}
+
+void MainDongleWidget::on_cigcisSuccess(CCigCisWidget* dialog)
+{
+    const int index = ui->tabWidget->insertTab(qMax(slaveTabIndex(), 0), dialog, "Master CIG and CIS");
+    if (index < 0) {
+        m_logger->log("Create CIG and CIS tab failed. ", 4);
+        return;
+    }
+    // The user asked for the page: it comes to the front, as a new connection's does.
+    ui->tabWidget->setCurrentIndex(index);
+    connect(addCloseButton(index, "Disconnect"), &QToolButton::clicked, this,
+            &MainDongleWidget::onCloseTabButtonClicked);
+}
+
+void MainDongleWidget::on_toCIGCISWidget()
+{
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        if (qobject_cast<CCigCisWidget*>(ui->tabWidget->widget(index))) {
+            ui->tabWidget->setCurrentIndex(index);
+            return;
+        }
+    }
+}
+
+void MainDongleWidget::onCloseTabButtonClicked()
+{
+    QTabBar* bar = ui->tabWidget->tabBar();
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        if (bar->tabButton(index, QTabBar::RightSide) != sender())
+            continue;
+        auto* cigCis = qobject_cast<CCigCisWidget*>(ui->tabWidget->widget(index));
+        if (cigCis && cigCis->hasCig()) {
+            CFlatMessage::information(this, "ERROR", "Please remove CIG before close the CIS and CIS table.");
+            return;
+        }
+        removeMasterPageTab(index);
+        return;
+    }
+    m_logger->log("Close tab failed.", 4);
+}
+
+void MainDongleWidget::removeMasterPageTab(int index)
+{
+    if (qobject_cast<CCigCisWidget*>(ui->tabWidget->widget(index)) && m_connectionWidget)
+        m_connectionWidget->setCigCisOpen(false);
+    removePageTab(index);
 }
 
 QToolButton* MainDongleWidget::addCloseButton(int index, const QString& toolTip)

@@ -8,6 +8,7 @@
 #include "schema/uplinkdispatch.h"
 
 class advertisingWidget;
+class CCigCisWidget;
 class CConnectionWidget;
 class CHeartBeat;
 class CLayerWidget;
@@ -75,6 +76,9 @@ public slots:
     void on_deviceDead();
     void on_connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog);
     void on_disConnectRequest(uint8_t condix);
+    void on_cigcisSuccess(CCigCisWidget* dialog);
+    void on_toCIGCISWidget();
+    void onCloseTabButtonClicked();
     void onTabWidgetCurrentChanged(int index);
     void onOpenLCP(const QString& strName, QWidget* pDialog);
     void onOpenIDT(const QString& strName, QWidget* pDialog);
@@ -108,6 +112,8 @@ private:
     void sendDeviceName();
     void setToolsEnabled(bool enabled);
     void removePageTab(int index);
+    // Removes the tab of a page that the Master page opened, and lets it open another.
+    void removeMasterPageTab(int index);
     QToolButton* addCloseButton(int index, const QString& toolTip);
     void openModeTab(const QString& name, QWidget* page, const QString& toolTip, void (MainDongleWidget::*close)());
     void closeModeTab(QWidget*& page, bool& open);

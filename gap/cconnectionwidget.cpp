@@ -7,6 +7,7 @@
 
 #include "app/flat/searchbox.h"
 #include "gap/clayerwidget.h"
+#include "iso/ccigciswidget.h"
 #include "log/logmanager.h"
 #include "schema/ccfgfileparse.h"
 #include "schema/cutil.h"
@@ -622,6 +623,17 @@ void CConnectionWidget::on_openAutoConnect(bool autoConnect)
 void CConnectionWidget::on_masterCondixChanged()
 {
     ui->buttonCIGCIS->setEnabled(!m_masterCondixes.isEmpty());
+}
+
+void CConnectionWidget::on_buttonCIGCIS_clicked()
+{
+    if (cigCisOpen) {
+        emit toCIGCISWidget();
+        return;
+    }
+    auto* page = new CCigCisWidget(m_msg, m_logger, m_config, m_dongleName, &m_masterCondixes);
+    cigCisOpen = true;
+    emit cigcisSuccess(page);
 }
 
 void CConnectionWidget::connectResponseProc(const QByteArray& frame)

@@ -11,6 +11,7 @@
 #include "schema/ccommand.h"
 #include "schema/uplinkdispatch.h"
 
+class CCigCisWidget;
 class CLayerWidget;
 class CMsg;
 class LogManager;
@@ -39,6 +40,9 @@ public:
     int connectionCount() const { return m_connectionCount; }
     bool isAutoConnecting() const;
     const QByteArray& masterCondixes() const { return m_masterCondixes; }
+    // The CIG/CIS page exists; its tab's owner clears this when it removes the page.
+    bool isCigCisOpen() const { return cigCisOpen; }
+    void setCigCisOpen(bool open) { cigCisOpen = open; }
     DevicesTableModel* model() const { return m_model; }
     void showAdvertisingTree(QTreeWidget* tree, const QByteArray& data);
 
@@ -46,6 +50,8 @@ signals:
     void connectSuccess(uint8_t role, QString addr, CLayerWidget* dialog);
     void disConnectRequest(uint8_t condix);
     void sig_masterCondixChanged();
+    void cigcisSuccess(CCigCisWidget* dialog);
+    void toCIGCISWidget();
 
 public slots:
     void onRcvMsg(const QByteArray& rcvMsg);
@@ -56,6 +62,7 @@ public slots:
     void on_buttonSearch_clicked();
     void on_openAutoConnect(bool autoConnect);
     void on_masterCondixChanged();
+    void on_buttonCIGCIS_clicked();
     void on_searchNext(SearchBox* sb);
     void on_searchPrevious(SearchBox* sb);
 
@@ -100,6 +107,7 @@ private:
     bool autoConnectMode = false;
     QByteArray autoCondix;
     QByteArray m_masterCondixes;
+    bool cigCisOpen = false;
     DeviceRow pendingPeer;
     QMap<quint8, QString> adTypeNames;
     UplinkTable<CConnectionWidget> procTable;

@@ -295,5 +295,20 @@ void CFormGrid::setEditorTexts(const QMap<QString, QString>& texts) const
             edit->setText(it.value());
         else if (auto* text = qobject_cast<CValidateTextEdit*>(control))
             text->setPlainText(it.value());
+        else if (auto* combo = qobject_cast<QComboBox*>(control))
+            combo->setCurrentText(pair.field.valueToDesc.value(it.value().toULongLong()));
     }
+}
+
+QMap<QString, QString> CFormGrid::formTexts() const
+{
+    QMap<QString, QString> texts;
+    for (const Pair& pair : m_pairs) {
+        QWidget* control = pair.control->widget();
+        if (auto* edit = qobject_cast<CValidateLineEdit*>(control))
+            texts.insert(pair.field.key, edit->text());
+        else if (auto* combo = qobject_cast<QComboBox*>(control))
+            texts.insert(pair.field.key, QString::number(pair.field.descToValue.value(combo->currentText())));
+    }
+    return texts;
 }

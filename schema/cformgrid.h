@@ -27,8 +27,11 @@ public:
                                 const UplinkFieldMap& fields) const;
     // The first `list` field's table, or null.
     QTableWidget* listTable() const;
-    // Texts for the line and text editors, by field key.
+    // Texts for the line and text editors, and values for the combo boxes, by field key.
     void setEditorTexts(const QMap<QString, QString>& texts) const;
+    // What the line editors show and the values the combo boxes stand at, by field key: the
+    // texts setEditorTexts takes back.
+    QMap<QString, QString> formTexts() const;
 
 private:
     struct Pair

@@ -38,8 +38,9 @@ public:
     void setFieldValueInGlayout(const UplinkFieldMap& fields) const;
     // The list field's table, or null when the form has none.
     QTableWidget* subFieldTable() const { return m_grid.listTable(); }
-    // Texts for the line and text editors, by field key.
+    // Texts for the line and text editors and values for the combo boxes, by field key.
     void setEditorTexts(const QMap<QString, QString>& texts) const { m_grid.setEditorTexts(texts); }
+    QMap<QString, QString> formTexts() const { return m_grid.formTexts(); }
 
 signals:
     void sig_containsSubField();
