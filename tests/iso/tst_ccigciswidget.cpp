@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "cigcisflow.h"
 #include "frames.h"
 #include "iso/ccigciswidget.h"
 #include "iso/cigdatatablemodel.h"
@@ -60,20 +61,14 @@ class TestCCigCisWidget : public QObject
 
     template <class T>
     T* child(const char* name) const { return m_page->findChild<T*>(name); }
-    void click(const char* button) { child<QToolButton>(button)->click(); }
+    void click(const char* button) { cigcis::click(m_page.get(), button); }
     void expectSent(const QByteArray& expected)
     {
         QCOMPARE(m_bench->pty.read(expected.size()).toHex(' '), expected.toHex(' '));
     }
-    // Adds a record through its dialog, with these form values on top of the defaults.
     void addThrough(const char* button, const QMap<QString, QString>& values = {})
     {
-        whenModal([values](QWidget* dialog) {
-            auto* form = static_cast<CIsoParameterDialog*>(dialog);
-            form->form()->setEditorTexts(values);
-            dialog->findChild<QPushButton*>("pushButtonOK")->click();
-        });
-        click(button);
+        cigcis::addThroughDialog(m_page.get(), button, values);
     }
     void press(const char* table, int row)
     {
