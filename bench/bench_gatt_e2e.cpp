@@ -15,8 +15,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QProcess>
-#include <QSettings>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -33,6 +31,7 @@
 #include "log/logmanager.h"
 
 #include "benchconnect.h"
+#include "benchsim.h"
 #include "benchwait.h"
 #include "guigapmeter.h"
 
@@ -72,58 +71,24 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     const int seconds = argc > 1 ? std::max(2, atoi(argv[1])) : 10;
 
-    QTemporaryDir workdir;
-    QDir::setCurrent(workdir.path());
-    LogManager::setDataRoot(workdir.path());
-    {
-        QSettings config(QStringLiteral("config.ini"), QSettings::IniFormat);
-        for (int i = 0; i < kDongles; ++i)
-            config.setValue(QStringLiteral("Dongle%1/TabWidgetNumber").arg(i + 1), i);
-    }
-    const QString ports = workdir.filePath(QStringLiteral("ports"));
-    qputenv("TARVINE_SIM_DIR", QFile::encodeName(ports));
-    QProcess sim;
-    sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    sim.start(QStringLiteral(TARVINE_SIM_PATH), {"--dongles", QString::number(kDongles), "--world",
-                                                 QStringLiteral(GATT_BENCH_WORLD), "--dir", ports, "--baud-pace"});
-    const auto quitSim = [&sim] {
-        sim.closeWriteChannel();
-        if (!sim.waitForFinished(10000))
-            sim.kill();
-        sim.waitForFinished(5000);
-    };
-    int lines = 0;
-    if (!waitFor([&] {
-            while (sim.canReadLine())
-                lines += sim.readLine().startsWith("ttySIM");
-            return lines == kDongles || sim.state() == QProcess::NotRunning;
-        }, 10000) || lines != kDongles) {
+    BenchSim sim;
+    if (!sim.start(kDongles, {"--world", QStringLiteral(GATT_BENCH_WORLD), "--baud-pace"})) {
         std::printf("bench_gatt_e2e: the simulator did not start\n");
         return 2;
     }
-
     MainWindow window;
     window.resize(1400, 900);
     window.show();
-    auto* dongleTabs = window.findChild<QTabWidget*>(QStringLiteral("m_tabDongleWidget"));
-    QVector<MainDongleWidget*> tabs;
-    for (int i = 0; i < kDongles; ++i) {
-        MainDongleWidget* tab = window.tabs().at(i).first;
-        dongleTabs->setCurrentIndex(i); // a tab builds its pages when first shown
-        if (tab->msg()->openPort(QStringLiteral("ttySIM%1").arg(i)) != 0)
-            return fail("its port does not open", i);
-        tab->onConnectionStatusChanged(true);
-        tabs.append(tab);
-    }
-    for (int i = 0; i < kDongles; ++i) {
-        if (!waitFor([tab = tabs[i]] { return !tab->config().value("profile").toByteArray().isEmpty(); }, 20000))
-            return fail("its start-up never ended", i);
+    const char* why = nullptr;
+    const QVector<MainDongleWidget*> tabs = openDongles(window, &why);
+    if (tabs.isEmpty()) {
+        std::printf("bench_gatt_e2e: %s\n", why);
+        return 2;
     }
 
     // Each tab connects from its Master page to its own copy of the device.
     QVector<CGattWidget*> panels;
     for (int i = 0; i < kDongles; ++i) {
-        const char* why = nullptr;
         CLayerWidget* layer = connectFromMaster(tabs[i], QStringLiteral("c6:5a:30:00:00:0%1").arg(i), &why);
         if (!layer)
             return fail(why, i);
@@ -140,7 +105,6 @@ int main(int argc, char* argv[])
                 return fail(name, i);
         }
     }
-    dongleTabs->setCurrentIndex(0);
 
     // Each notification that a page takes changes a value cell of its tree.
     QVector<qint64> taken(kDongles, 0);
@@ -189,7 +153,6 @@ int main(int argc, char* argv[])
     }, 30000);
     for (MainDongleWidget* tab : tabs)
         tab->prepareDelete();
-    quitSim();
 
     const bool met = total >= kRequiredRate && longestGap <= kMaxGapMs;
     std::printf("bench_gatt_e2e: at least %.0f notifications/s and no GUI gap over %lld ms: %s\n", kRequiredRate,

@@ -15,10 +15,8 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSettings>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -38,6 +36,7 @@
 #include "schema/cvalidatelineedit.h"
 
 #include "benchconnect.h"
+#include "benchsim.h"
 #include "benchwait.h"
 #include "guigapmeter.h"
 #include "whenmodal.h"
@@ -68,37 +67,18 @@ int main(int argc, char* argv[])
     QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
     const int seconds = argc > 1 ? std::max(2, atoi(argv[1])) : 10;
 
-    QTemporaryDir workdir;
-    QDir::setCurrent(workdir.path());
-    LogManager::setDataRoot(workdir.path());
-    QSettings(QStringLiteral("config.ini"), QSettings::IniFormat).setValue(QStringLiteral("Bench/TabWidgetNumber"), 0);
-    const QString ports = workdir.filePath(QStringLiteral("ports"));
-    qputenv("TARVINE_SIM_DIR", QFile::encodeName(ports));
-    QProcess sim;
-    sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    sim.start(QStringLiteral(TARVINE_SIM_PATH), {"--dir", ports, "--baud-pace"});
-    const auto quitSim = [&sim] {
-        sim.closeWriteChannel();
-        if (!sim.waitForFinished(10000))
-            sim.kill();
-        sim.waitForFinished(5000);
-    };
-    if (!waitFor([&] { return sim.canReadLine() || sim.state() == QProcess::NotRunning; }, 10000)
-        || !sim.readLine().startsWith("ttySIM0"))
+    BenchSim sim;
+    if (!sim.start(1, {"--baud-pace"}))
         return fail("the simulator did not start");
-
     MainWindow window;
     window.resize(1400, 900);
     window.show();
-    MainDongleWidget* tab = window.tabs().at(0).first;
-    tab->buildPages();
-    if (tab->msg()->openPort(QStringLiteral("ttySIM0")) != 0)
-        return fail("the port does not open");
-    tab->onConnectionStatusChanged(true);
-    if (!waitFor([tab] { return !tab->config().value("profile").toByteArray().isEmpty(); }, 20000))
-        return fail("the start-up never ended");
-
     const char* why = nullptr;
+    const QVector<MainDongleWidget*> tabs = openDongles(window, &why);
+    if (tabs.isEmpty())
+        return fail(why);
+    MainDongleWidget* tab = tabs.first();
+
     CLayerWidget* layer = connectFromMaster(tab, kSensor, &why);
     if (!layer)
         return fail(why);
@@ -119,7 +99,7 @@ int main(int argc, char* argv[])
     page->findChild<QRadioButton*>(QStringLiteral("radioButtonAuto"))->setChecked(true);
     page->findChild<CValidateLineEdit*>(QStringLiteral("lineEditThreshold"))->setText(QStringLiteral("100"));
 
-    QFile file(workdir.filePath(QStringLiteral("big.bin")));
+    QFile file(sim.workdir.filePath(QStringLiteral("big.bin")));
     if (!file.open(QIODevice::WriteOnly) || !file.resize(kFileBytes))
         return fail("the file could not be made");
     file.close();
@@ -156,7 +136,6 @@ int main(int argc, char* argv[])
                 static_cast<long long>(kMaxGapMs), gaps.gapsOver());
 
     tab->prepareDelete();
-    quitSim();
     const bool met = sent > 0 && gaps.longestGapMs() <= kMaxGapMs;
     std::printf("bench_l2cap_e2e: data moving and no GUI gap over %lld ms: %s\n", static_cast<long long>(kMaxGapMs),
                 met ? "met" : "missed");
