@@ -177,9 +177,8 @@ void manageCISWidget::receiveIsoDataProc(const QByteArray& frame, const UplinkFi
 {
     if (!isOwnAnswer(fields, "Receive ISO data"))
         return;
-    const QString dir = receiveDir();
-    QDir().mkpath(dir);
     if (!receiveFile.exists() || !receiveFile.isOpen()) {
+        QDir().mkpath(receiveDir());
         receiveFile.close();
         receiveFile.setFileName(receiveFilePath());
         if (!receiveFile.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
