@@ -482,45 +482,37 @@ void CCigCisWidget::disconnectCisProc(const QByteArray& frame)
 
 // ---- Answers about one stream go to its page ----
 
-manageCISWidget* CCigCisWidget::receiverOf(const QByteArray& frame, UplinkFieldMap& fields)
+void CCigCisWidget::forward(const QByteArray& frame, StreamProc proc, bool logged)
 {
+    UplinkFieldMap fields;
     if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
-        return nullptr;
+        return;
     const quint64 handle = numberOf(fields, "connection_handle");
-    return handle == kPlaceholder ? nullptr : manageWidgets.value(quint16(handle));
+    manageCISWidget* page = handle == kPlaceholder ? nullptr : manageWidgets.value(quint16(handle));
+    if (!page)
+        return;
+    if (logged)
+        CCommand::logUplink(m_logger, frame, fields);
+    (page->*proc)(frame, fields);
 }
 
 void CCigCisWidget::readIsoTxSyncProc(const QByteArray& frame)
 {
-    UplinkFieldMap fields;
-    if (manageCISWidget* page = receiverOf(frame, fields)) {
-        CCommand::logUplink(m_logger, frame, fields);
-        page->readIsoTxSyncProc(frame, fields);
-    }
+    forward(frame, &manageCISWidget::readIsoTxSyncProc, true);
 }
 
 void CCigCisWidget::setupDataPathProc(const QByteArray& frame)
 {
-    UplinkFieldMap fields;
-    if (manageCISWidget* page = receiverOf(frame, fields)) {
-        CCommand::logUplink(m_logger, frame, fields);
-        page->setupDataPathProc(frame, fields);
-    }
+    forward(frame, &manageCISWidget::setupDataPathProc, true);
 }
 
 void CCigCisWidget::removeDataPathProc(const QByteArray& frame)
 {
-    UplinkFieldMap fields;
-    if (manageCISWidget* page = receiverOf(frame, fields)) {
-        CCommand::logUplink(m_logger, frame, fields);
-        page->removeDataPathProc(frame, fields);
-    }
+    forward(frame, &manageCISWidget::removeDataPathProc, true);
 }
 
 // The stream's page logs what it received in its own words.
 void CCigCisWidget::receiveIsoDataProc(const QByteArray& frame)
 {
-    UplinkFieldMap fields;
-    if (manageCISWidget* page = receiverOf(frame, fields))
-        page->receiveIsoDataProc(frame, fields);
+    forward(frame, &manageCISWidget::receiveIsoDataProc, false);
 }

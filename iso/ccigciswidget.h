@@ -89,8 +89,9 @@ private:
     void setupDataPathProc(const QByteArray& frame);
     void removeDataPathProc(const QByteArray& frame);
     void receiveIsoDataProc(const QByteArray& frame);
-    // The stream page that the frame's handle names; null for none.
-    manageCISWidget* receiverOf(const QByteArray& frame, UplinkFieldMap& fields);
+    // Hands an answer about one stream to the page of the handle it names, if there is one.
+    using StreamProc = void (manageCISWidget::*)(const QByteArray&, const UplinkFieldMap&);
+    void forward(const QByteArray& frame, StreamProc proc, bool logged);
 
     Ui::CCigCisWidget* ui;
     CMsg* m_msg = nullptr;

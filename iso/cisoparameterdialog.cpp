@@ -50,6 +50,48 @@ QMap<QString, QString> CIsoParameterDialog::formTexts() const
     return m_form->formTexts();
 }
 
+namespace {
+
+// The form's fields of each record, by key; the id is the dialog's own.
+template <class Record>
+using Fields = std::initializer_list<std::pair<const char*, QString Record::*>>;
+
+const Fields<cigParameter> kCigFields = {
+    {"sdu_interval_m2s", &cigParameter::sdu_interval_m2s},
+    {"sdu_interval_s2m", &cigParameter::sdu_interval_s2m},
+    {"transport_latency_m2s", &cigParameter::transport_latency_m2s},
+    {"transport_latency_s2m", &cigParameter::transport_latency_s2m},
+    {"sca", &cigParameter::sca},
+    {"packing", &cigParameter::packing},
+    {"framing", &cigParameter::framing},
+};
+
+const Fields<cisParameter> kCisFields = {
+    {"max_sdu_m2s", &cisParameter::max_sdu_m2s}, {"max_sdu_s2m", &cisParameter::max_sdu_s2m},
+    {"phy_m2s", &cisParameter::phy_m2s},         {"phy_s2m", &cisParameter::phy_s2m},
+    {"rtn_m2s", &cisParameter::rtn_m2s},         {"rtn_s2m", &cisParameter::rtn_s2m},
+};
+
+template <class Record>
+QMap<QString, QString> textsOf(const Record& record, Fields<Record> fields)
+{
+    QMap<QString, QString> texts;
+    for (const auto& field : fields)
+        texts.insert(QLatin1String(field.first), record.*field.second);
+    return texts;
+}
+
+template <class Record>
+Record recordOf(const QMap<QString, QString>& texts, Fields<Record> fields)
+{
+    Record record;
+    for (const auto& field : fields)
+        record.*field.second = texts.value(QLatin1String(field.first));
+    return record;
+}
+
+} // namespace
+
 cigParameterDialog::cigParameterDialog(LogManager* logger, QWidget* parent)
     : CIsoParameterDialog(logger, QStringLiteral("CIG Parameter Get"), parent)
 {
@@ -59,28 +101,13 @@ cigParameterDialog::~cigParameterDialog() = default;
 
 void cigParameterDialog::runEdit(const cigParameter& cig)
 {
-    runEditTexts({{"sdu_interval_m2s", cig.sdu_interval_m2s},
-                  {"sdu_interval_s2m", cig.sdu_interval_s2m},
-                  {"transport_latency_m2s", cig.transport_latency_m2s},
-                  {"transport_latency_s2m", cig.transport_latency_s2m},
-                  {"sca", cig.sca},
-                  {"packing", cig.packing},
-                  {"framing", cig.framing}},
-                 cig.cig_id);
+    runEditTexts(textsOf(cig, kCigFields), cig.cig_id);
 }
 
 void cigParameterDialog::on_pushButton_ok_clicked()
 {
-    const QMap<QString, QString> texts = formTexts();
-    cigParameter cig;
+    cigParameter cig = recordOf(formTexts(), kCigFields);
     cig.cig_id = takeId();
-    cig.sdu_interval_m2s = texts.value("sdu_interval_m2s");
-    cig.sdu_interval_s2m = texts.value("sdu_interval_s2m");
-    cig.transport_latency_m2s = texts.value("transport_latency_m2s");
-    cig.transport_latency_s2m = texts.value("transport_latency_s2m");
-    cig.sca = texts.value("sca");
-    cig.packing = texts.value("packing");
-    cig.framing = texts.value("framing");
     emit sig_cigParaUpdate(cig);
     accept();
 }
@@ -94,26 +121,13 @@ cisParameterDialog::~cisParameterDialog() = default;
 
 void cisParameterDialog::runEdit(const cisParameter& cis)
 {
-    runEditTexts({{"max_sdu_m2s", cis.max_sdu_m2s},
-                  {"max_sdu_s2m", cis.max_sdu_s2m},
-                  {"phy_m2s", cis.phy_m2s},
-                  {"phy_s2m", cis.phy_s2m},
-                  {"rtn_m2s", cis.rtn_m2s},
-                  {"rtn_s2m", cis.rtn_s2m}},
-                 cis.cis_id);
+    runEditTexts(textsOf(cis, kCisFields), cis.cis_id);
 }
 
 void cisParameterDialog::on_pushButton_ok_clicked()
 {
-    const QMap<QString, QString> texts = formTexts();
-    cisParameter cis;
+    cisParameter cis = recordOf(formTexts(), kCisFields);
     cis.cis_id = takeId();
-    cis.max_sdu_m2s = texts.value("max_sdu_m2s");
-    cis.max_sdu_s2m = texts.value("max_sdu_s2m");
-    cis.phy_m2s = texts.value("phy_m2s");
-    cis.phy_s2m = texts.value("phy_s2m");
-    cis.rtn_m2s = texts.value("rtn_m2s");
-    cis.rtn_s2m = texts.value("rtn_s2m");
     emit sig_cisParaUpdate(cis);
     accept();
 }
