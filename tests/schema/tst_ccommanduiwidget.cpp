@@ -10,9 +10,8 @@
 #include "capturelogger.h"
 #include "frames.h"
 #include "formcontrol.h"
-#include "link/cmsg.h"
+#include "linkbench.h"
 #include "log/logmanager.h"
-#include "ptypair.h"
 #include "schema/ccommanduiowner.h"
 #include "schema/ccommanduiwidget.h"
 #include "schema/cvalidatelineedit.h"
@@ -104,10 +103,8 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QStringList, texts);
         QFETCH(QByteArray, frame);
-        PtyPair pty;
-        CMsg msg(&m_logger);
-        QCOMPARE(msg.openPort(pty.portName()), 0);
-        CCommandUiWidget form(&msg, &m_logger, &m_owner, name, &m_timer, name != "Get Peer Version", 3, true);
+        LinkBench bench;
+        CCommandUiWidget form(&bench.msg, &bench.logger, &m_owner, name, &m_timer, name != "Get Peer Version", 3, true);
         for (const QString& text : texts) {
             auto* edit = qobject_cast<CValidateLineEdit*>(formControl(form, text.section('=', 0, 0)));
             QVERIFY(edit);
@@ -125,12 +122,12 @@ private slots:
         if (frame.isEmpty()) {
             QCOMPARE(boxes.shown, QStringList{"Update Connection Parameters Request Error: Supervision Timeout should "
                                               "greater than (1+Latency)*Interval Maximum*2."});
-            QVERIFY(m_log->contains("Update Connection Parameters Request Error", 4));
-            QCOMPARE(msg.isOpen(), true);
+            QVERIFY(bench.log->contains("Update Connection Parameters Request Error", 4));
+            QCOMPARE(bench.msg.isOpen(), true);
             return;
         }
         QCOMPARE(boxes.shown, QStringList());
-        QCOMPARE(pty.read(frame.size()).toHex(), frame.toHex());
+        QCOMPARE(bench.pty.read(frame.size()).toHex(), frame.toHex());
     }
 
     void showsResults_data()
