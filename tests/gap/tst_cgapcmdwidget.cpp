@@ -53,7 +53,10 @@ private slots:
     void init() { m_link = std::make_unique<LinkBench>(); }
     void cleanup() { m_link.reset(); }
 
-    void diagramAndFormsAtTheStart()
+    // The diagram shows the dongle and the link as configured. Opened, the bit tables show every
+    // row, and those alone on their row take the width of the field beside them too: the tab
+    // scrolls, not the tables.
+    void diagramAndBitTablesAtTheStart()
     {
         const auto gap = page(3);
         const DiagramWidget* diagram = gap->diagramWidget();
@@ -63,13 +66,7 @@ private slots:
                      + text(diagram, "m_lbTimeout"),
                  QString("30ms 30ms 0 720ms"));
         QCOMPARE(diagram->state(), int(DiagramWidget::Linked));
-    }
 
-    // Opened, the bit tables show every row, and those alone on their row take the width of the
-    // field beside them too: the tab scrolls, not the tables.
-    void bitTablesShowEveryRow()
-    {
-        const auto gap = page(3);
         gap->resize(1200, 800);
         gap->show();
         for (CCommandUiWidget* form : gap->forms())
