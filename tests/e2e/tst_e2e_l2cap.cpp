@@ -110,9 +110,8 @@ void TestE2eL2cap::echoReturnsAFileWhole()
 {
     m_bench = std::make_unique<MasterBench>();
     m_bench->start();
-    CLayerWidget* layer = m_bench->connectTo(kSensor);
-    QVERIFY(layer);
-    CL2capWidget* tab = l2capTabOf(layer);
+    CL2capWidget* tab = m_bench->connectTo(kSensor, &CLayerWidget::l2capPage);
+    QVERIFY(tab);
     const CocRequest request{128, 64, 255, 512, 100};
     requestChannel(tab, request);
     QTRY_VERIFY_WITH_TIMEOUT(tab->sduPage("64"), 10000);
