@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "formcontrol.h"
 #include "frames.h"
 #include "gap/cgapcmdwidget.h"
 #include "gap/cupdateconnparams.h"
@@ -112,7 +113,7 @@ private slots:
             return line.second.contains("Uplink Command Name");
         });
         QTEST(anyLine, "logged");
-        QTEST(gap->forms().at(7)->findChild<CValidateLineEdit*>()->text(), "rssi");
+        QTEST(formNamed(gap->forms(), "Get Connection RSSI")->findChild<CValidateLineEdit*>()->text(), "rssi");
         QTEST(text(gap->diagramWidget(), "m_lbMin"), "interval");
         if (!complaint.isEmpty())
             QVERIFY2(m_link->log->contains(complaint, 4), qPrintable(m_link->log->texts().join('\n')));
@@ -124,7 +125,7 @@ private slots:
         const QByteArray refused = QByteArray::fromHex("bb014d010002");
         emit m_link->msg.sig_rcvGapMsg(refused);
         QVERIFY(m_link->log->lines.isEmpty());
-        gap->forms().at(3)->findChild<QPushButton*>("btn_command")->click();
+        formNamed(gap->forms(), "Get Peer Version")->findChild<QPushButton*>("btn_command")->click();
         emit m_link->msg.sig_rcvGapMsg(refused);
         QVERIFY(m_link->log->texts().join('\n').contains("[SDK Result] Uplink Command Name:Get Peer Version"));
     }
