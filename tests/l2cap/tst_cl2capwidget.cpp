@@ -59,7 +59,7 @@ QByteArray downlink(quint8 opcode, const QByteArray& body)
     return withChecksum(uplink(0xAA, 0x04, opcode, body));
 }
 
-// Send SDU on channel 64 of link 1.
+// The Send SDU downlink of these bytes on channel 64 of link 1.
 QByteArray sdu(const QByteArray& data)
 {
     return downlink(0x03, le16(64) + le16(quint16(data.size())) + kLink + data);
