@@ -41,46 +41,37 @@ private slots:
         m_editor.reset();
     }
 
-    void builder_data()
-    {
-        QTest::addColumn<QStringList>("rows");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("16-bit incomplete: least significant byte first")
-            << QStringList{"UUID 16-bit Incomplete List=180f"} << QByteArray::fromHex("0302" "0f18");
-        QTest::newRow("32-bit complete, zeros filled in front") << QStringList{"UUID 32-bit Complete List=ABC"}
-                                                                << QByteArray::fromHex("0505" "bc0a0000");
-        QTest::newRow("128-bit complete") << QStringList{"UUID 128-bit Complete List=000102030405060708090a0b0c0d0e0f"}
-                                          << QByteArray::fromHex("1107" "0f0e0d0c0b0a09080706050403020100");
-        QTest::newRow("complete name") << QStringList{"Complete Local Name=Tarvine 2"}
-                                       << QByteArray::fromHex("0a09" "54617276696e652032");
-        QTest::newRow("tx power as typed") << QStringList{"Tx Power Level=F4"} << QByteArray::fromHex("020a" "f4");
-        QTest::newRow("appearance as typed, wire order") << QStringList{"Appearance=C1:03"}
-                                                         << QByteArray::fromHex("0319" "c103");
-        QTest::newRow("custom structure as typed, a wrong length kept") << QStringList{"Custom AD type=09:FF:59:00:01"}
-                                                                        << QByteArray::fromHex("09ff590001");
-        QTest::newRow("rows in list order")
-            << QStringList{"Tx Power Level=00", "Custom AD type=02:01:06", "Complete Local Name=A", "Custom AD type=01:FF"}
-            << QByteArray::fromHex("020a00" "020106" "020941" "01ff");
-        // The length byte wraps; the pages judge the total.
-        QTest::newRow("a name of 255 characters") << QStringList{"Complete Local Name=" + QString(255, 'N')}
-                                                  << QByteArray::fromHex("0009") + QByteArray(255, 'N');
-    }
-    void builder()
-    {
-        QFETCH(QStringList, rows);
-        QFETCH(QByteArray, bytes);
-        add(rows);
-        QCOMPARE(m_boxes->shown, QStringList());
-        QCOMPARE(m_editor->advertisingData().toHex(), bytes.toHex());
-        QCOMPARE(m_editor->scanResponseData(), QByteArray());
-    }
-
+    // Rows typed into the lists, the refusals they meet, and the bytes of both lists after.
     void lists_data()
     {
         QTest::addColumn<QStringList>("rows");
         QTest::addColumn<QStringList>("refusals");
         QTest::addColumn<QByteArray>("advertising");
         QTest::addColumn<QByteArray>("response");
+        // Into the advertising data alone, and taken.
+        const auto built = [](const char* name, const QStringList& rows, const QByteArray& bytes) {
+            QTest::newRow(name) << rows << QStringList() << bytes << QByteArray();
+        };
+        built("16-bit incomplete: least significant byte first", {"UUID 16-bit Incomplete List=180f"},
+              QByteArray::fromHex("0302" "0f18"));
+        built("32-bit complete, zeros filled in front", {"UUID 32-bit Complete List=ABC"},
+              QByteArray::fromHex("0505" "bc0a0000"));
+        built("128-bit complete", {"UUID 128-bit Complete List=000102030405060708090a0b0c0d0e0f"},
+              QByteArray::fromHex("1107" "0f0e0d0c0b0a09080706050403020100"));
+        built("complete name", {"Complete Local Name=Tarvine 2"}, QByteArray::fromHex("0a09" "54617276696e652032"));
+        built("tx power as typed", {"Tx Power Level=F4"}, QByteArray::fromHex("020a" "f4"));
+        built("appearance as typed, wire order", {"Appearance=C1:03"}, QByteArray::fromHex("0319" "c103"));
+        built("custom structure as typed, a wrong length kept", {"Custom AD type=09:FF:59:00:01"},
+              QByteArray::fromHex("09ff590001"));
+        built("rows in list order",
+              {"Tx Power Level=00", "Custom AD type=02:01:06", "Complete Local Name=A", "Custom AD type=01:FF"},
+              QByteArray::fromHex("020a00" "020106" "020941" "01ff"));
+        // The length byte wraps; the pages judge the total.
+        built("a name of 255 characters", {"Complete Local Name=" + QString(255, 'N')},
+              QByteArray::fromHex("0009") + QByteArray(255, 'N'));
+        built("custom rows any number of times", {"Custom AD type=01:FF", "Custom AD type=01:FE"},
+              QByteArray::fromHex("01ff01fe"));
+
         QTest::newRow("empty value") << QStringList{"Complete Local Name="}
                                      << QStringList{"ERROR: The input advertising data is empty."} << QByteArray()
                                      << QByteArray();
@@ -93,9 +84,6 @@ private slots:
         QTest::newRow("a type once in each list") << QStringList{"Complete Local Name=A", "rsp:Complete Local Name=B"}
                                                   << QStringList() << QByteArray::fromHex("020941")
                                                   << QByteArray::fromHex("020942");
-        QTest::newRow("custom rows any number of times") << QStringList{"Custom AD type=01:FF", "Custom AD type=01:FE"}
-                                                         << QStringList() << QByteArray::fromHex("01ff01fe")
-                                                         << QByteArray();
         QTest::newRow("one UUID in both lists")
             << QStringList{"UUID 16-bit Complete List=180F", "rsp:UUID 16-bit Complete List=180F"} << QStringList()
             << QByteArray::fromHex("03030f18") << QByteArray::fromHex("03030f18");

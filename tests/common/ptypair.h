@@ -29,10 +29,14 @@ public:
         qputenv("TARVINE_SIM_DIR", QFile::encodeName(m_folderPath));
     }
 
-    ~PtyPair()
+    ~PtyPair() { close(); }
+
+    // The far end goes, as when a dongle is pulled out.
+    void close()
     {
         if (m_master >= 0)
             ::close(m_master);
+        m_master = -1;
     }
 
     bool isValid() const { return m_master >= 0 && !m_slavePath.isEmpty(); }

@@ -147,6 +147,15 @@ public:
         tabs()->setCurrentWidget(layerOf(address));
         return layerOf(address);
     }
+    // The same, then shows that page of the connection's tab: gapPage, gattPage or l2capPage.
+    template <typename Page>
+    Page* connectTo(const QString& address, Page* (CLayerWidget::*page)() const)
+    {
+        CLayerWidget* layer = connectTo(address);
+        if (layer)
+            layer->pages()->setCurrentWidget((layer->*page)());
+        return layer ? (layer->*page)() : nullptr;
+    }
 
     QTemporaryDir workDir;
     std::unique_ptr<SimProcess> sim;

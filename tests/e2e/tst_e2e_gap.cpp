@@ -51,15 +51,6 @@ private slots:
     void peerAsksForParameters();
 
 private:
-    // Connects to the device of that address from the Master page and shows its GAP tab.
-    CGapCmdWidget* connectTo(const QString& address)
-    {
-        CLayerWidget* layer = m_bench->connectTo(address);
-        if (!layer)
-            return nullptr;
-        layer->pages()->setCurrentWidget(layer->gapPage());
-        return layer->gapPage();
-    }
     // Opens the form and presses its button.
     void press(CCommandUiWidget* form)
     {
@@ -92,7 +83,7 @@ CUpdateConnParams* TestE2eGap::peerAsks(const QString& address, const QString& v
 
 void TestE2eGap::getsAndParameterUpdate()
 {
-    CGapCmdWidget* gap = connectTo(kSensor);
+    CGapCmdWidget* gap = m_bench->connectTo(kSensor, &CLayerWidget::gapPage);
     QVERIFY(gap);
     const DiagramWidget* diagram = gap->diagramWidget();
     // The settings' connection: 12.5 ms, latency 1, 1 s.
@@ -132,9 +123,9 @@ void TestE2eGap::getsAndParameterUpdate()
 
 void TestE2eGap::peerAsksForParameters()
 {
-    CGapCmdWidget* sensor = connectTo(kSensor);
+    CGapCmdWidget* sensor = m_bench->connectTo(kSensor, &CLayerWidget::gapPage);
     QVERIFY(sensor);
-    CGapCmdWidget* thermometer = connectTo(kThermometer);
+    CGapCmdWidget* thermometer = m_bench->connectTo(kThermometer, &CLayerWidget::gapPage);
     QVERIFY(thermometer);
     const DiagramWidget* diagram = sensor->diagramWidget();
 

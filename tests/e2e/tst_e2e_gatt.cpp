@@ -82,14 +82,6 @@ private slots:
     void linkLostMidDiscovery();
 
 private:
-    // Connects to the device of that address from the Master page and shows its GATT tab.
-    CGattWidget* connectTo(const QString& address)
-    {
-        CLayerWidget* layer = m_bench->connectTo(address);
-        if (layer)
-            layer->pages()->setCurrentWidget(layer->gattPage());
-        return layer ? layer->gattPage() : nullptr;
-    }
     // Runs "Discover All Attributes" to its end.
     void discover(CGattWidget* panel)
     {
@@ -118,7 +110,7 @@ private:
 
 void TestE2eGatt::thermometerDiscoveredWrittenAndExported()
 {
-    CGattWidget* panel = connectTo(kThermometer);
+    CGattWidget* panel = m_bench->connectTo(kThermometer, &CLayerWidget::gattPage);
     QVERIFY(panel);
     const char condix = char(m_bench->layerOf(kThermometer)->condix());
     // The MTU first: the page says so in a message box, and the peer's 247 is taken.
@@ -191,7 +183,7 @@ void TestE2eGatt::thermometerDiscoveredWrittenAndExported()
 
 void TestE2eGatt::heartRateNotifiesUntilSwitchedOff()
 {
-    CGattWidget* panel = connectTo(kSensor);
+    CGattWidget* panel = m_bench->connectTo(kSensor, &CLayerWidget::gattPage);
     QVERIFY(panel);
     discover(panel);
     const char condix = char(m_bench->layerOf(kSensor)->condix());
@@ -246,7 +238,7 @@ void TestE2eGatt::heartRateNotifiesUntilSwitchedOff()
 // The link is slowed first, so that the walk is surely under way when its first service shows.
 void TestE2eGatt::linkLostMidDiscovery()
 {
-    CGattWidget* panel = connectTo(kThermometer);
+    CGattWidget* panel = m_bench->connectTo(kThermometer, &CLayerWidget::gattPage);
     QVERIFY(panel);
     CLayerWidget* layer = m_bench->layerOf(kThermometer);
     const int condix = layer->condix();
@@ -270,7 +262,7 @@ void TestE2eGatt::linkLostMidDiscovery()
     QCOMPARE(m_bench->sim->traced("up", QByteArray::fromHex("dd03340200") + char(condix) + char(10)), 0);
 
     // The Master page connects again, and the new tab discovers the whole database.
-    panel = connectTo(kThermometer);
+    panel = m_bench->connectTo(kThermometer, &CLayerWidget::gattPage);
     QVERIFY(panel);
     discover(panel);
     QCOMPARE(panel->tree()->rowCount(), 3);

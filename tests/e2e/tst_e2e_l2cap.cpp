@@ -60,8 +60,9 @@ class TestE2eL2cap : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
+    // The file dialogs as widgets of this process, whatever the desktop offers, so the test can answer them.
+    void initTestCase() { QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
+    void cleanup() { m_bench.reset(); }
     void echoReturnsAFileWhole();
     void twoDonglesBothWays();
 
@@ -76,22 +77,8 @@ private:
         return layer->l2capPage();
     }
 
-    QTemporaryDir m_workDir;
     std::unique_ptr<MasterBench> m_bench;
 };
-
-void TestE2eL2cap::initTestCase()
-{
-    QDir::setCurrent(m_workDir.path());
-    QDir().mkpath(SCREENSHOT_DIR);
-    applyFlatStyle();
-    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-}
-
-void TestE2eL2cap::cleanup()
-{
-    m_bench.reset();
-}
 
 void TestE2eL2cap::requestChannel(CL2capWidget* tab, const CocRequest& request)
 {
@@ -123,9 +110,8 @@ void TestE2eL2cap::echoReturnsAFileWhole()
 {
     m_bench = std::make_unique<MasterBench>();
     m_bench->start();
-    CLayerWidget* layer = m_bench->connectTo(kSensor);
-    QVERIFY(layer);
-    CL2capWidget* tab = l2capTabOf(layer);
+    CL2capWidget* tab = m_bench->connectTo(kSensor, &CLayerWidget::l2capPage);
+    QVERIFY(tab);
     const CocRequest request{128, 64, 255, 512, 100};
     requestChannel(tab, request);
     QTRY_VERIFY_WITH_TIMEOUT(tab->sduPage("64"), 10000);
@@ -134,7 +120,7 @@ void TestE2eL2cap::echoReturnsAFileWhole()
     QByteArray sent(10240, '\0');
     for (int i = 0; i < sent.size(); ++i)
         sent[i] = char(i * 7 % 251);
-    QFile file(m_workDir.filePath("sent.bin"));
+    QFile file(m_bench->workDir.filePath("sent.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(sent);
     file.close();
@@ -164,7 +150,7 @@ void TestE2eL2cap::echoReturnsAFileWhole()
     QCOMPARE(counters(tab->channels().value("64").local),
              (QStringList{"255", QString::number(echoFrames), QString::number(255 - echoFrames)}));
 
-    const QString saved = m_workDir.filePath("saved.bin");
+    const QString saved = m_bench->workDir.filePath("saved.bin");
     whenModal([&](QWidget* dialog) {
         auto* picker = qobject_cast<QFileDialog*>(dialog);
         picker->selectFile(saved);

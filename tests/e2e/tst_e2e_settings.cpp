@@ -3,12 +3,8 @@
 #include <QToolButton>
 #include <QtTest>
 
-#include "app/maindonglewidget.h"
-#include "app/mainwindow.h"
-#include "link/cmsg.h"
+#include "masterbench.h"
 #include "settingsui.h"
-#include "simprocess.h"
-#include "whenmodal.h"
 
 namespace {
 
@@ -38,33 +34,22 @@ const char* const kNameHex = "68636e654220656e6976726154"; // "Tarvine Bench", l
 class TestE2eSettings : public QObject
 {
     Q_OBJECT
-    QTemporaryDir m_workDir;
-    QString m_oldDir;
+
+    std::unique_ptr<MasterBench> m_bench;
 
 private slots:
-    void initTestCase()
+    void init()
     {
-        // MainWindow keeps config.ini in the working directory; one group means no first-run prompt.
-        m_oldDir = QDir::currentPath();
-        QDir::setCurrent(m_workDir.path());
-        QSettings("config.ini", QSettings::IniFormat).setValue("Bench/TabWidgetNumber", 0);
-        applyFlatStyle();
+        m_bench = std::make_unique<MasterBench>();
+        m_bench->start();
     }
-
-    void cleanupTestCase() { QDir::setCurrent(m_oldDir); }
+    void cleanup() { m_bench.reset(); }
 
     void staticSettingsReachTheDongleAndPersist()
     {
-        SimProcess sim({"--dongles", "1"});
-        QVERIFY(sim.readLine().startsWith("ttySIM0 -> "));
-        auto window = std::make_unique<MainWindow>();
-        window->show();
-        MainDongleWidget* tab = window->firstDongle();
-        QCOMPARE(tab->msg()->openPort("ttySIM0"), 0);
-        tab->onConnectionStatusChanged(true);
-        // "profile" is seeded empty; the answer to the sixth start-up query fills it. The queries fill
-        // the map from the dongle, its address and name last byte first ("Tarvine Sim 0").
-        QTRY_VERIFY_WITH_TIMEOUT(!tab->config().value("profile").toByteArray().isEmpty(), 10000);
+        MainDongleWidget* tab = m_bench->tab;
+        // The start-up queries fill the map from the dongle, its address and name last byte first
+        // ("Tarvine Sim 0").
         QCOMPARE(tab->config().value("identity_addr").toString(), QString("00005E005310"));
         QCOMPARE(tab->config().value("device_name").toString(), QString("30206d695320656e6976726154"));
 
@@ -101,7 +86,7 @@ private slots:
         }
         const auto sent = [&] {
             QStringList frames;
-            for (const SimProcess::TraceLine& line : sim.trace("down"))
+            for (const SimProcess::TraceLine& line : m_bench->sim->trace("down"))
                 if (heads.contains(line.bytes.left(3)))
                     frames.append(QString::fromLatin1(line.bytes.toHex(' ')));
             return frames;
@@ -123,7 +108,7 @@ private slots:
         QCOMPARE(tab->config().value("appearance").toString(), QString("341"));
 
         // Quit and start again: the map comes back from config.ini before any dongle is connected.
-        window.reset();
+        m_bench->window.reset();
         // The file itself, since QSettings answers this process from its cache.
         QFile ini("config.ini");
         QVERIFY(ini.open(QIODevice::ReadOnly | QIODevice::Text));
@@ -131,8 +116,8 @@ private slots:
         for (const QByteArray line : {QByteArray("identity_addr=C01122334455"), "device_name=" + QByteArray(kNameHex),
                                       QByteArray("appearance=341")})
             QVERIFY2(lines.contains(line), line.constData());
-        window = std::make_unique<MainWindow>();
-        tab = window->firstDongle();
+        m_bench->window = std::make_unique<MainWindow>();
+        tab = m_bench->window->firstDongle();
         QCOMPARE(tab->dongleName(), QString("Bench"));
         QVERIFY(!tab->isConnected());
         QCOMPARE(tab->config().value("device_name").toString(), QString(kNameHex));

@@ -20,7 +20,7 @@ namespace {
 
 QByteArray frame(quint8 opcode, const QByteArray& body)
 {
-    return QByteArray::fromHex("dd01") + char(opcode) + le16(body.size()) + body;
+    return uplink(0xDD, 0x01, opcode, body);
 }
 
 // A DD@01@02 report of peer C6:5A:10:00:00:<peer>: tx 0x7f, rssi -60, PHYs 1M/1M, sid 0xff,

@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "formcontrol.h"
 #include "frames.h"
 #include "gap/cgapcmdwidget.h"
 #include "gap/cupdateconnparams.h"
@@ -53,7 +54,10 @@ private slots:
     void init() { m_link = std::make_unique<LinkBench>(); }
     void cleanup() { m_link.reset(); }
 
-    void diagramAndFormsAtTheStart()
+    // The diagram shows the dongle and the link as configured. Opened, the bit tables show every
+    // row, and those alone on their row take the width of the field beside them too: the tab
+    // scrolls, not the tables.
+    void diagramAndBitTablesAtTheStart()
     {
         const auto gap = page(3);
         const DiagramWidget* diagram = gap->diagramWidget();
@@ -63,13 +67,7 @@ private slots:
                      + text(diagram, "m_lbTimeout"),
                  QString("30ms 30ms 0 720ms"));
         QCOMPARE(diagram->state(), int(DiagramWidget::Linked));
-    }
 
-    // Opened, the bit tables show every row, and those alone on their row take the width of the
-    // field beside them too: the tab scrolls, not the tables.
-    void bitTablesShowEveryRow()
-    {
-        const auto gap = page(3);
         gap->resize(1200, 800);
         gap->show();
         for (CCommandUiWidget* form : gap->forms())
@@ -115,7 +113,7 @@ private slots:
             return line.second.contains("Uplink Command Name");
         });
         QTEST(anyLine, "logged");
-        QTEST(gap->forms().at(7)->findChild<CValidateLineEdit*>()->text(), "rssi");
+        QTEST(formNamed(gap->forms(), "Get Connection RSSI")->findChild<CValidateLineEdit*>()->text(), "rssi");
         QTEST(text(gap->diagramWidget(), "m_lbMin"), "interval");
         if (!complaint.isEmpty())
             QVERIFY2(m_link->log->contains(complaint, 4), qPrintable(m_link->log->texts().join('\n')));
@@ -127,7 +125,7 @@ private slots:
         const QByteArray refused = QByteArray::fromHex("bb014d010002");
         emit m_link->msg.sig_rcvGapMsg(refused);
         QVERIFY(m_link->log->lines.isEmpty());
-        gap->forms().at(3)->findChild<QPushButton*>("btn_command")->click();
+        formNamed(gap->forms(), "Get Peer Version")->findChild<QPushButton*>("btn_command")->click();
         emit m_link->msg.sig_rcvGapMsg(refused);
         QVERIFY(m_link->log->texts().join('\n').contains("[SDK Result] Uplink Command Name:Get Peer Version"));
     }

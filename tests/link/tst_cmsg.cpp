@@ -13,14 +13,11 @@
 #include <QTimer>
 #include <QtTest>
 
-#include "capturelogger.h"
 #include "frames.h"
 #include "link/cheartbeat.h"
-#include "link/cmsg.h"
-#include "log/logmanager.h"
 #include "link/serialdevice.h"
 #include "link/serialportthread.h"
-#include "ptypair.h"
+#include "linkbench.h"
 
 namespace {
 
@@ -82,40 +79,27 @@ struct StillClockHeartBeat : CHeartBeat
 } // namespace
 
 // Each case gets a pseudo-terminal published as a port; the test plays the dongle at the master.
-// The heartbeat cases leave m_msg closed, so every heartbeat sent leaves one failure line in the log.
+// The heartbeat cases leave the port closed, so every heartbeat sent leaves one failure line in the log.
 class tst_CMsg : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_pty = new PtyPair(QStringLiteral("ttySIMTEST0"));
-        QVERIFY(m_pty->isValid());
-        m_logs = new LogManager(QStringLiteral("tst_cmsg"));
-        m_capture = new CaptureLogger;
-        m_logs->addLogger(m_capture);
-        m_msg = new CMsg(m_logs);
-    }
-    void cleanup()
-    {
-        delete m_msg;
-        delete m_logs;
-        delete m_pty;
-    }
+    void init() { m_bench = std::make_unique<LinkBench>(false); }
+    void cleanup() { m_bench.reset(); }
 
     void burstLeavesInOrderAtTenPerSecond()
     {
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), 0);
         QByteArray expected;
         QElapsedTimer clock;
         clock.start();
         for (int i = 0; i < 50; ++i) {
             const QByteArray frame = bytes("aa05010100") + char(i);
-            QCOMPARE(m_msg->sendMsg(frame), 0);
+            QCOMPARE(m_bench->msg.sendMsg(frame), 0);
             expected += withChecksum(frame);
         }
-        QCOMPARE(m_pty->read(expected.size(), 10000), expected);
+        QCOMPARE(m_bench->pty.read(expected.size(), 10000), expected);
         QVERIFY2(clock.elapsed() >= 4900, qPrintable(QString::number(clock.elapsed())));
     }
 
@@ -123,25 +107,25 @@ private slots:
     // frames behind it wait until the port drains, and all arrive whole and in order.
     void partialWritesFinishInOrder()
     {
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), 0);
         QByteArray expected;
         for (char fill : {'a', 'b', 'c'}) {
             const QByteArray frame = bytes("aa0501ffff") + QByteArray(0xffff, fill);
-            QCOMPARE(m_msg->sendMsg(frame), 0);
+            QCOMPARE(m_bench->msg.sendMsg(frame), 0);
             expected += withChecksum(frame);
         }
-        QTRY_VERIFY_WITH_TIMEOUT(m_msg->pendingBytes() > 0, 10000);
-        QVERIFY(m_pty->read(expected.size(), 20000) == expected); // not QCOMPARE: 196 KiB would flood the log
-        QCOMPARE(m_msg->pendingBytes(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(m_bench->msg.pendingBytes() > 0, 10000);
+        QVERIFY(m_bench->pty.read(expected.size(), 20000) == expected); // not QCOMPARE: 196 KiB would flood the log
+        QCOMPARE(m_bench->msg.pendingBytes(), 0);
     }
 
     // A far end so slow that the driver takes nothing: the frame waits whole, then goes whole.
     void fullDriverTakesTheFrameLater()
     {
         // Opened before the tool locks the port, to keep the driver full from behind its back.
-        const int filler = ::open(QFile::encodeName(m_pty->slavePath()).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY);
+        const int filler = ::open(QFile::encodeName(m_bench->pty.slavePath()).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY);
         QVERIFY(filler >= 0);
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), 0);
         std::atomic<bool> filling{true};
         QByteArray filled;
         std::unique_ptr<QThread> fill(QThread::create([&] {
@@ -163,12 +147,12 @@ private slots:
         });
 
         const QByteArray frame = bytes("aa05010200abcd");
-        QCOMPARE(m_msg->sendMsg(frame), 0);
-        QTRY_VERIFY(m_msg->pendingBytes() > 0);
+        QCOMPARE(m_bench->msg.sendMsg(frame), 0);
+        QTRY_VERIFY(m_bench->msg.pendingBytes() > 0);
         filling = false;
         QVERIFY(fill->wait(5000));
         const QByteArray expected = withChecksum(frame);
-        QByteArray got = m_pty->read(filled.size() + expected.size(), 10000);
+        QByteArray got = m_bench->pty.read(filled.size() + expected.size(), 10000);
         // The filler's bytes may come between parts of the frame; the frame's own, none of them
         // an 'f', arrive whole and in order.
         QCOMPARE(got.count('f'), filled.size());
@@ -180,7 +164,7 @@ private slots:
     void receiveThreadHasItsOwnSignalStack()
     {
         QString failure;
-        const int fd = SerialDevice::open(m_pty->portName(), &failure);
+        const int fd = SerialDevice::open(m_bench->pty.portName(), &failure);
         QVERIFY2(fd >= 0, qPrintable(failure));
         SerialPortThread thread;
         stack_t seen{};
@@ -194,7 +178,7 @@ private slots:
             thread.wait();
             SerialDevice::release(fd);
         });
-        QVERIFY(m_pty->write(bytes("cc000201000031")));
+        QVERIFY(m_bench->pty.write(bytes("cc000201000031")));
         QTRY_VERIFY(seen.ss_sp != nullptr);
         QCOMPARE(seen.ss_flags & SS_DISABLE, 0);
         QVERIFY(seen.ss_size >= 16 * 1024);
@@ -206,28 +190,28 @@ private slots:
     // gone fails.
     void sendsAndHears()
     {
-        Recorder<CMsg> recorder(m_msg);
-        QCOMPARE(m_msg->sendMsg(bytes("aa013d0000")), -1);
-        QVERIFY(m_capture->contains("CMsg::sendMsg: port has been closed.", 1));
-        m_msg->sendRaw(bytes("4447"));
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        QCOMPARE(m_msg->openPort(m_pty->portName()), -1);
-        QVERIFY(m_capture->contains("CMsg::openPort, serial port has already been opened.", 1));
-        QCOMPARE(CMsg(m_logs).openPort(m_pty->portName()), -1);
-        QVERIFY(m_capture->contains("Create File Error", 4));
-        QCOMPARE(m_msg->sendMsg(bytes("aa013d00")), -1);
-        QVERIFY(m_capture->contains("CMsg::sendMsg: generateCheckSum failed.", 1));
-        QCOMPARE(m_msg->sendMsg(bytes("aa01020300112233")), 0);
-        m_msg->sendRaw(bytes("44470a0b0200abcde6"));
-        QCOMPARE(m_pty->read(18, 10000), bytes("aa01020300112233ea" "44470a0b0200abcde6"));
+        Recorder<CMsg> recorder(&m_bench->msg);
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa013d0000")), -1);
+        QVERIFY(m_bench->log->contains("CMsg::sendMsg: port has been closed.", 1));
+        m_bench->msg.sendRaw(bytes("4447"));
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), 0);
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), -1);
+        QVERIFY(m_bench->log->contains("CMsg::openPort, serial port has already been opened.", 1));
+        QCOMPARE(CMsg(&m_bench->logger).openPort(m_bench->pty.portName()), -1);
+        QVERIFY(m_bench->log->contains("Create File Error", 4));
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa013d00")), -1);
+        QVERIFY(m_bench->log->contains("CMsg::sendMsg: generateCheckSum failed.", 1));
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa01020300112233")), 0);
+        m_bench->msg.sendRaw(bytes("44470a0b0200abcde6"));
+        QCOMPARE(m_bench->pty.read(18, 10000), bytes("aa01020300112233ea" "44470a0b0200abcde6"));
 
-        QCOMPARE(m_msg->sendMsg(bytes("aa013d0000")), 0);
-        QCOMPARE(m_msg->sendMsg(bytes("aa01020300112233")), 0);
-        m_msg->closePort();
-        QCOMPARE(m_msg->openPort(m_pty->portName()), 0);
-        QCOMPARE(m_msg->sendMsg(bytes("aa0901000000")), 0);
-        QCOMPARE(m_pty->read(7, 10000), bytes("aa09010000004c"));
-        QVERIFY(m_pty->write(bytes("cc000201000031" "bb013d01000006" "cc0202010077b8" "cc030302001234e6"
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa013d0000")), 0);
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa01020300112233")), 0);
+        m_bench->msg.closePort();
+        QCOMPARE(m_bench->msg.openPort(m_bench->pty.portName()), 0);
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa0901000000")), 0);
+        QCOMPARE(m_bench->pty.read(7, 10000), bytes("aa09010000004c"));
+        QVERIFY(m_bench->pty.write(bytes("cc000201000031" "bb013d01000006" "cc0202010077b8" "cc030302001234e6"
                                    "dd040100001e" "bb060100003e" "444701020300aabbccc1c2"
                                    "ff010003006f6b2102" "cc090101001118" "dd0a05000014")));
         QTRY_COMPARE(recorder.events,
@@ -235,13 +219,12 @@ private slots:
                                   "gatt cc030302001234", "l2cap dd04010000", "rfu bb06010000",
                                   "download 444701020300aabbccc1", "dongle ff010003006f6b21",
                                   "lcp cc0901010011", "idt dd0a050000"}));
-        QVERIFY(m_capture->contains(badHeader("31").mid(5), 1));
+        QVERIFY(m_bench->log->contains(badHeader("31").mid(5), 1));
 
         // The far end gone, as when a dongle is pulled out: the write fails, and says so.
-        delete m_pty;
-        m_pty = nullptr;
-        QCOMPARE(m_msg->sendMsg(bytes("aa01840000")), 0);
-        QTRY_VERIFY(m_capture->contains("Send msg by serial port failed.", 1));
+        m_bench->pty.close();
+        QCOMPARE(m_bench->msg.sendMsg(bytes("aa01840000")), 0);
+        QTRY_VERIFY(m_bench->log->contains("Send msg by serial port failed.", 1));
     }
 
     // A pile of uplinks whose handling is slow is handed on in slices, a timer getting its turn
@@ -250,14 +233,14 @@ private slots:
     {
         constexpr int kFrames = 40;
         QVector<int> order;
-        connect(m_msg, &CMsg::sig_rcvGapMsg, this, [&order](const QByteArray& frame) {
+        connect(&m_bench->msg, &CMsg::sig_rcvGapMsg, this, [&order](const QByteArray& frame) {
             QElapsedTimer handling; // a page that takes a millisecond for each frame
             handling.start();
             while (handling.elapsed() < 1) {
             }
             order << quint8(frame.at(5));
         });
-        SerialPortThread* port = m_msg->findChild<SerialPortThread*>();
+        SerialPortThread* port = m_bench->msg.findChild<SerialPortThread*>();
         for (int i = 0; i < kFrames; ++i)
             emit port->sig_rcvGapMsg(bytes("dd0102010000").replace(5, 1, QByteArray(1, char(i))));
         int handedOnBeforeTimer = -1;
@@ -275,12 +258,12 @@ private slots:
     {
         QVector<int> order;
         bool waited = false;
-        connect(m_msg, &CMsg::sig_rcvGapMsg, this, [&](const QByteArray& frame) {
+        connect(&m_bench->msg, &CMsg::sig_rcvGapMsg, this, [&](const QByteArray& frame) {
             order << quint8(frame.at(5));
             if (order.size() == 1)
                 waited = QTest::qWaitFor([&] { return order.size() == 3; }, 5000);
         });
-        SerialPortThread* port = m_msg->findChild<SerialPortThread*>();
+        SerialPortThread* port = m_bench->msg.findChild<SerialPortThread*>();
         emit port->sig_rcvGapMsg(bytes("dd0102010000"));
         QTimer::singleShot(50, this, [&] {
             emit port->sig_rcvGapMsg(bytes("dd0102010001"));
@@ -354,32 +337,32 @@ private slots:
     // the monitor, and a tripped check sends nothing.
     void heartbeatAnswerAndTrip()
     {
-        StillClockHeartBeat beat(m_msg, m_logs, 100000);
+        StillClockHeartBeat beat(&m_bench->msg, &m_bench->logger, 100000);
         QSignalSpy dead(&beat, &CHeartBeat::dead);
         const QDateTime born = beat.lastHeard();
         beat.m_now = born.addSecs(10);
         // Non-zero status, seven bytes with a leading zero, another answer on the same signal.
         for (const char* frame : {"bb0184010001", "bb018402000000", "bb013d010000"})
-            emit m_msg->sig_rcvGapMsg(bytes(frame));
+            emit m_bench->msg.sig_rcvGapMsg(bytes(frame));
         QCOMPARE(beat.lastHeard(), born);
-        emit m_msg->sig_rcvGapMsg(bytes("bb0184010000"));
+        emit m_bench->msg.sig_rcvGapMsg(bytes("bb0184010000"));
         QCOMPARE(beat.lastHeard(), born.addSecs(10));
         beat.m_now = born.addSecs(29);
         beat.check();
         QCOMPARE(sendFailures(), 1);
-        QVERIFY(dead.isEmpty() && beat.isActive() && !m_capture->texts().contains("system busy or firmware dead"));
+        QVERIFY(dead.isEmpty() && beat.isActive() && !m_bench->log->texts().contains("system busy or firmware dead"));
         beat.m_now = born.addSecs(30);
         beat.check();
         QCOMPARE(sendFailures(), 1);
         QVERIFY(dead.count() == 1 && !beat.isActive());
-        QVERIFY(m_capture->contains(QStringLiteral("system busy or firmware dead"), 1));
+        QVERIFY(m_bench->log->contains(QStringLiteral("system busy or firmware dead"), 1));
     }
 
     // A restart while running refreshes the time and leaves the one timer as it was: a tick
     // checks once.
     void heartbeatRestartWhileRunning()
     {
-        StillClockHeartBeat beat(m_msg, m_logs, kTick);
+        StillClockHeartBeat beat(&m_bench->msg, &m_bench->logger, kTick);
         const QDateTime later = beat.lastHeard().addSecs(15);
         beat.m_now = later;
         QCOMPARE(sendFailures(), 0);
@@ -393,13 +376,10 @@ private slots:
 private:
     int sendFailures() const
     {
-        return m_capture->texts().count(QStringLiteral("send Heart Beat Detect message failed"));
+        return m_bench->log->texts().count(QStringLiteral("send Heart Beat Detect message failed"));
     }
 
-    PtyPair* m_pty = nullptr;
-    LogManager* m_logs = nullptr;
-    CaptureLogger* m_capture = nullptr;
-    CMsg* m_msg = nullptr;
+    std::unique_ptr<LinkBench> m_bench;
 };
 
 QTEST_GUILESS_MAIN(tst_CMsg)

@@ -11,13 +11,12 @@
 
 #include <memory>
 
+#include "linkbench.h"
 #include "whenmodal.h"
-#include "link/cmsg.h"
 #include "log/clogwidget.h"
 #include "log/logger.h"
 #include "log/logmanager.h"
 #include "log/logswtich.h"
-#include "ptypair.h"
 
 namespace {
 
@@ -243,12 +242,8 @@ private slots:
     // ticked, so that the bytes can't trade places unseen.
     void logSwitchCloseTellsTheFirmware()
     {
-        PtyPair pty(QStringLiteral("ttyLOGSWTEST0"));
-        QVERIFY(pty.isValid());
-        LogManager logs(QStringLiteral("tst_logswtich"));
-        CMsg msg(&logs);
-        QCOMPARE(msg.openPort(pty.portName()), 0);
-        LogSwtich dialog(&msg, &logs);
+        LinkBench bench;
+        LogSwtich dialog(&bench.msg, &bench.logger);
         dialog.show();
         dialog.sdkBox()->setChecked(true);
         dialog.stackBox()->setChecked(false);
@@ -256,7 +251,7 @@ private slots:
         QVERIFY(dialog.grab().save(SCREENSHOT_DIR "logswtich.png"));
         QTest::mouseClick(dialog.findChild<QToolButton*>(QStringLiteral("m_tbClose")), Qt::LeftButton);
         QVERIFY(!dialog.isVisible());
-        QCOMPARE(pty.read(8).toHex(), QByteArray("aa018d02000100c5"));
+        QCOMPARE(bench.pty.read(8).toHex(), QByteArray("aa018d02000100c5"));
     }
 };
 

@@ -23,15 +23,6 @@ class TstCComboBoxWithCheckBox : public QObject
     Q_OBJECT
 
 private slots:
-    void boxesInKeyOrderWithLongCaptionsCut()
-    {
-        CComboBoxWithCheckBox combo(captions());
-        QStringList texts;
-        for (const QCheckBox* box : combo.findChildren<QCheckBox*>())
-            texts << box->text() + '/' + box->toolTip();
-        QCOMPARE(texts, (QStringList{"LE 1M/LE 1M", QString(60, 'a') + ".../" + Long61, Long60 + '/' + Long60}));
-    }
-
     // Boxes ticked by clicks, in click order, or by setValue (clicks empty), which says nothing.
     void ticking_data()
     {
@@ -53,6 +44,11 @@ private slots:
         CComboBoxWithCheckBox combo(captions());
         QSignalSpy changed(&combo, &CComboBoxWithCheckBox::comboxWithCheckBoxValueChanged);
         const auto boxes = combo.findChildren<QCheckBox*>();
+        // The boxes in key order, long captions cut.
+        QStringList texts;
+        for (const QCheckBox* box : boxes)
+            texts << box->text() + '/' + box->toolTip();
+        QCOMPARE(texts, (QStringList{"LE 1M/LE 1M", QString(60, 'a') + ".../" + Long61, Long60 + '/' + Long60}));
         for (int i : clicks)
             boxes[i]->click();
         if (clicks.isEmpty())

@@ -10,9 +10,8 @@
 #include "capturelogger.h"
 #include "frames.h"
 #include "formcontrol.h"
-#include "link/cmsg.h"
+#include "linkbench.h"
 #include "log/logmanager.h"
-#include "ptypair.h"
 #include "schema/ccommanduiowner.h"
 #include "schema/ccommanduiwidget.h"
 #include "schema/cvalidatelineedit.h"
@@ -51,22 +50,40 @@ private slots:
         m_timer.stop();
     }
 
-    void formsOfRealComponents_data()
+    // A read form's fields are read-only, a write form's editable, two a row. What a press of the
+    // button sends; Update Connection Parameters Request only while the supervision timeout exceeds
+    // (1 + latency) x interval max x 2, which puts the diagram in wait.
+    void buttonSends_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("writable");
-        QTest::addColumn<QStringList>("titles"); // in grid order, two a row
-        QTest::newRow("write form") << "Data Length Update" << true
-                                    << QStringList{"Preferred Maximum TX Octets", "Preferred Maximum TX Time(us)"};
-        QTest::newRow("read form") << "Get Peer Version" << false
-                                   << QStringList{"Manufacturer name", "LMP subversion", "LMP version"};
+        QTest::addColumn<QStringList>("titles"); // in grid order from the top, or none checked
+        QTest::addColumn<QStringList>("texts"); // title=text pairs typed first
+        QTest::addColumn<QByteArray>("frame");   // empty: refused
+        QTest::newRow("a read form sends only its condix")
+            << "Get Peer Version" << QStringList{"Manufacturer name", "LMP subversion", "LMP version"} << QStringList()
+            << withChecksum(QByteArray::fromHex("aa014d010003"));
+        QTest::newRow("a write form sends its fields")
+            << "Data Length Update" << QStringList{"Preferred Maximum TX Octets", "Preferred Maximum TX Time(us)"}
+            << QStringList{"Preferred Maximum TX Octets=251", "Preferred Maximum TX Time(us)=2120"}
+            << withChecksum(QByteArray::fromHex("aa0143050003fb004808"));
+        QTest::newRow("supervision timeout above the bound")
+            << "Update Connection Parameters Request" << QStringList()
+            << QStringList{"Connection Interval Maximum(ms)=50", "Connection Latency=0", "Supervision Timeout(ms)=110"}
+            << withChecksum(QByteArray::fromHex("aa01370b00" "0600" "2800" "0000" "0b00" "0200" "03"));
+        QTest::newRow("supervision timeout equal to the bound")
+            << "Update Connection Parameters Request" << QStringList()
+            << QStringList{"Connection Interval Maximum(ms)=50", "Connection Latency=0", "Supervision Timeout(ms)=100"}
+            << QByteArray();
     }
-    void formsOfRealComponents()
+    void buttonSends()
     {
         QFETCH(QString, name);
-        QFETCH(bool, writable);
         QFETCH(QStringList, titles);
-        CCommandUiWidget form(nullptr, &m_logger, &m_owner, name, &m_timer, writable, 3, true);
+        QFETCH(QStringList, texts);
+        QFETCH(QByteArray, frame);
+        LinkBench bench;
+        const bool writable = name != "Get Peer Version";
+        CCommandUiWidget form(&bench.msg, &bench.logger, &m_owner, name, &m_timer, writable, 3, true);
         QCOMPARE(form.findChild<QPushButton*>("btn_command")->text(), writable ? QString("Update") : QString("Get"));
         const auto* grid = form.findChild<QGridLayout*>("gridLayout");
         for (int i = 0; i < titles.size(); ++i) {
@@ -75,39 +92,7 @@ private slots:
             QCOMPARE(label->text(), titles.at(i));
             QCOMPARE(formControl(form, titles.at(i))->isEnabled(), writable);
         }
-        QVERIFY(m_log->lines.isEmpty());
-    }
-
-    // What a press of the button sends; Update Connection Parameters Request only while the
-    // supervision timeout exceeds (1 + latency) x interval max x 2, which puts the diagram in wait.
-    void buttonSends_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QStringList>("texts"); // title=text pairs typed first
-        QTest::addColumn<QByteArray>("frame");   // empty: refused
-        QTest::newRow("a read form sends only its condix")
-            << "Get Peer Version" << QStringList() << withChecksum(QByteArray::fromHex("aa014d010003"));
-        QTest::newRow("a write form sends its fields")
-            << "Data Length Update" << QStringList{"Preferred Maximum TX Octets=251", "Preferred Maximum TX Time(us)=2120"}
-            << withChecksum(QByteArray::fromHex("aa0143050003fb004808"));
-        QTest::newRow("supervision timeout above the bound")
-            << "Update Connection Parameters Request"
-            << QStringList{"Connection Interval Maximum(ms)=50", "Connection Latency=0", "Supervision Timeout(ms)=110"}
-            << withChecksum(QByteArray::fromHex("aa01370b00" "0600" "2800" "0000" "0b00" "0200" "03"));
-        QTest::newRow("supervision timeout equal to the bound")
-            << "Update Connection Parameters Request"
-            << QStringList{"Connection Interval Maximum(ms)=50", "Connection Latency=0", "Supervision Timeout(ms)=100"}
-            << QByteArray();
-    }
-    void buttonSends()
-    {
-        QFETCH(QString, name);
-        QFETCH(QStringList, texts);
-        QFETCH(QByteArray, frame);
-        PtyPair pty;
-        CMsg msg(&m_logger);
-        QCOMPARE(msg.openPort(pty.portName()), 0);
-        CCommandUiWidget form(&msg, &m_logger, &m_owner, name, &m_timer, name != "Get Peer Version", 3, true);
+        QVERIFY(bench.log->lines.isEmpty());
         for (const QString& text : texts) {
             auto* edit = qobject_cast<CValidateLineEdit*>(formControl(form, text.section('=', 0, 0)));
             QVERIFY(edit);
@@ -125,12 +110,12 @@ private slots:
         if (frame.isEmpty()) {
             QCOMPARE(boxes.shown, QStringList{"Update Connection Parameters Request Error: Supervision Timeout should "
                                               "greater than (1+Latency)*Interval Maximum*2."});
-            QVERIFY(m_log->contains("Update Connection Parameters Request Error", 4));
-            QCOMPARE(msg.isOpen(), true);
+            QVERIFY(bench.log->contains("Update Connection Parameters Request Error", 4));
+            QCOMPARE(bench.msg.isOpen(), true);
             return;
         }
         QCOMPARE(boxes.shown, QStringList());
-        QCOMPARE(pty.read(frame.size()).toHex(), frame.toHex());
+        QCOMPARE(bench.pty.read(frame.size()).toHex(), frame.toHex());
     }
 
     void showsResults_data()

@@ -179,16 +179,13 @@ private slots:
     void channels_data()
     {
         columns();
+        const QVector<Step> asked = opened(10).mid(0, 2); // B has heard A's request
         row("B refuses: A hears 55, and has no channel",
-            {{"B " + registerPsm(0x80), "", ack("04@0D")},
-             {"A " + create(0x80, 0x40, 10, 100, 23), ack("04@01"), requested(0x80, 0x40, 100, 23)},
-             {"B " + acceptCoc(0, 0x40, 0x50, 10, 64, 23), created(55, 0x80, 0x40, 10, 0, 0, 0), ack("07@01")},
-             {"A " + sendSdu(0x40, 1), ack("04@03") + " | " + sending(0x40, 0, 51), ""}});
+            asked + QVector<Step>{{"B " + acceptCoc(0, 0x40, 0x50, 10, 64, 23), created(55, 0x80, 0x40, 10, 0, 0, 0), ack("07@01")},
+                                  {"A " + sendSdu(0x40, 1), ack("04@03") + " | " + sending(0x40, 0, 51), ""}});
         row("B accepts with an MTU below 23: A hears 64",
-            {{"B " + registerPsm(0x80), "", ack("04@0D")},
-             {"A " + create(0x80, 0x40, 10, 100, 23), ack("04@01"), requested(0x80, 0x40, 100, 23)},
-             {"B " + acceptCoc(1, 0x40, 0x50, 10, 22, 23), created(64, 0x80, 0x40, 10, 0, 0, 0),
-              ack("07@01", 1) + " | log: Accept Create COC Request: MTU 22 below 23"}});
+            asked + QVector<Step>{{"B " + acceptCoc(1, 0x40, 0x50, 10, 22, 23), created(64, 0x80, 0x40, 10, 0, 0, 0),
+                                   ack("07@01", 1) + " | log: Accept Create COC Request: MTU 22 below 23"}});
         row("a PSM B has not registered: 58",
             {{"A " + create(0x81, 0x40, 10, 100, 23), ack("04@01") + " | " + created(58, 0x81, 0x40, 10, 0, 0, 0), ""}});
         row("a PSM that asks for encryption: 57",
