@@ -6,20 +6,6 @@
 
 #include "peer.h"
 
-namespace {
-
-// Of the PHYs allowed, the fastest; 0 when none is.
-quint8 fastest(quint8 phys)
-{
-    for (const quint8 phy : {ControllerInfo::Phy2M, ControllerInfo::Phy1M, ControllerInfo::PhyCoded}) {
-        if (phys & phy)
-            return phy;
-    }
-    return 0;
-}
-
-} // namespace
-
 Link::Link(const Party& central, const Party& peripheral, const Parameters& parameters, qint8 rssi, QObject* parent)
     : QObject(parent)
     , m_parties{central, peripheral}
@@ -185,8 +171,8 @@ void Link::updatePhy(End by, quint8 txPhys, quint8 rxPhys)
 {
     after(ExchangeEvents, [this, by, txPhys, rxPhys] {
         const quint8 both = controller(Central).phys & controller(Peripheral).phys;
-        const quint8 tx = fastest(txPhys & both);
-        const quint8 rx = fastest(rxPhys & both);
+        const quint8 tx = ControllerInfo::fastest(txPhys & both);
+        const quint8 rx = ControllerInfo::fastest(rxPhys & both);
         Transmitter& sent = m_transmitters[by];
         Transmitter& received = m_transmitters[other(by)];
         const bool changed = (tx && tx != sent.phy) || (rx && rx != received.phy);
