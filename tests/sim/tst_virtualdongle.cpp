@@ -412,8 +412,8 @@ private:
             while (!xml.atEnd()) {
                 if (xml.readNext() != QXmlStreamReader::StartElement)
                     continue;
-                if (xml.name() == QLatin1String("command"))
-                    read[id = xml.attributes().value("ID").toString()];
+                if (xml.name() == QLatin1String("command")) // a later row of an id replaces the earlier, as in the tool
+                    read[id = xml.attributes().value("ID").toString()] = {};
                 else if (xml.name() == QLatin1String("field"))
                     read[id].append({xml.attributes().value("index").toInt(), xml.attributes().value("length").toInt()});
             }
