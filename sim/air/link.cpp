@@ -59,9 +59,14 @@ void Link::send(End from, quint16 channel, const QByteArray& data)
     m_queue.append({other(from), channel, data});
     if (m_eventTimer->isActive())
         return;
-    const qint64 intervalUs = qMax(1, m_parameters.interval) * 1250;
-    const qint64 sinceAnchorUs = m_anchor.nsecsElapsed() / 1000;
-    m_eventTimer->start(int((intervalUs - sinceAnchorUs % intervalUs + 999) / 1000));
+    const qint64 interval = intervalUs();
+    m_eventTimer->start(int((interval - clockUs() % interval + 999) / 1000));
+}
+
+void Link::sendNow(End from, quint16 channel, const QByteArray& data)
+{
+    if (m_open)
+        m_parties[other(from)].peer->received(this, channel, data);
 }
 
 void Link::connectionEvent()
