@@ -22,6 +22,16 @@ struct ControllerInfo {
     quint32 features = 0x00FF | 0x1000 | 0x2000 | ChannelSelection2;
     quint8 phys = Phy1M | Phy2M | PhyCoded;
 
+    // Of the PHYs in a mask, the fastest (LE 2M, then LE 1M, then LE Coded); 0 when none is.
+    static quint8 fastest(quint8 phys)
+    {
+        for (const quint8 phy : {Phy2M, Phy1M, PhyCoded}) {
+            if (phys & phy)
+                return phy;
+        }
+        return 0;
+    }
+
     quint32 featureBits() const
     {
         return features | (phys & Phy2M ? Le2MPhy : 0) | (phys & PhyCoded ? LeCodedPhy : 0);

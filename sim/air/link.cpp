@@ -6,20 +6,6 @@
 
 #include "peer.h"
 
-namespace {
-
-// Of the PHYs allowed, the fastest; 0 when none is.
-quint8 fastest(quint8 phys)
-{
-    for (const quint8 phy : {ControllerInfo::Phy2M, ControllerInfo::Phy1M, ControllerInfo::PhyCoded}) {
-        if (phys & phy)
-            return phy;
-    }
-    return 0;
-}
-
-} // namespace
-
 Link::Link(const Party& central, const Party& peripheral, const Parameters& parameters, qint8 rssi, QObject* parent)
     : QObject(parent)
     , m_parties{central, peripheral}
@@ -73,9 +59,14 @@ void Link::send(End from, quint16 channel, const QByteArray& data)
     m_queue.append({other(from), channel, data});
     if (m_eventTimer->isActive())
         return;
-    const qint64 intervalUs = qMax(1, m_parameters.interval) * 1250;
-    const qint64 sinceAnchorUs = m_anchor.nsecsElapsed() / 1000;
-    m_eventTimer->start(int((intervalUs - sinceAnchorUs % intervalUs + 999) / 1000));
+    const qint64 interval = intervalUs();
+    m_eventTimer->start(int((interval - clockUs() % interval + 999) / 1000));
+}
+
+void Link::sendNow(End from, quint16 channel, const QByteArray& data)
+{
+    if (m_open)
+        m_parties[other(from)].peer->received(this, channel, data);
 }
 
 void Link::connectionEvent()
@@ -185,8 +176,8 @@ void Link::updatePhy(End by, quint8 txPhys, quint8 rxPhys)
 {
     after(ExchangeEvents, [this, by, txPhys, rxPhys] {
         const quint8 both = controller(Central).phys & controller(Peripheral).phys;
-        const quint8 tx = fastest(txPhys & both);
-        const quint8 rx = fastest(rxPhys & both);
+        const quint8 tx = ControllerInfo::fastest(txPhys & both);
+        const quint8 rx = ControllerInfo::fastest(rxPhys & both);
         Transmitter& sent = m_transmitters[by];
         Transmitter& received = m_transmitters[other(by)];
         const bool changed = (tx && tx != sent.phy) || (rx && rx != received.phy);

@@ -119,6 +119,13 @@ public:
     // Both ends hear that the link stands, the central first.
     void open();
     void send(End from, quint16 channel, const QByteArray& data);
+    // Data that goes at once, outside the connection events: the PDUs of an isochronous stream,
+    // which has events of its own.
+    void sendNow(End from, quint16 channel, const QByteArray& data);
+    // Microseconds since connection event 0: the clock that both ends share, on which event n of
+    // the current interval falls at n intervals.
+    qint64 clockUs() const { return m_anchor.nsecsElapsed() / 1000; }
+    int intervalUs() const { return qMax(1, m_parameters.interval) * 1250; }
     // One end ends the link: it hears ReasonLocalHost, the other end `reason`.
     void terminate(End by, quint8 reason);
     // One end goes without a word (a reset, a power cut); the other finds the link gone.

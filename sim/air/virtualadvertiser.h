@@ -42,6 +42,8 @@ struct VirtualAdvertiser {
     // it takes at once; a dongle's sets leave them to the dongle.
     QVector<L2capService> l2cap;
     int l2capChannels = 2;
+    // Whether a device of the world takes the connected isochronous streams that its central asks for.
+    bool cis = false;
     // -1 for a device of the world; otherwise the number of the dongle that advertises, and the
     // index of its advertising set.
     int owner = -1;

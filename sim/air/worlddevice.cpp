@@ -8,6 +8,7 @@ WorldDevice::WorldDevice(const VirtualAdvertiser& device, quint32 seed)
     , m_seed(seed)
     , m_l2capServices(device.l2cap)
     , m_l2capChannels(device.l2capChannels)
+    , m_cis(device.cis)
 {
 }
 
@@ -26,6 +27,33 @@ void WorldDevice::linkUp(Link* link)
     }
     m_server->linkUp(link, link->endOf(this));
     m_l2cap = std::make_unique<L2capServer>(link, link->endOf(this), m_l2capServices, m_l2capChannels);
+    m_streams = std::make_unique<IsoStreams>(link, link->endOf(this), streamHandlers());
+}
+
+// A device that takes streams takes every one its central asks for, and on each sends an SDU at
+// every event of its own: what it received, cut to its SDU size, in order, or else a pattern that
+// counts from the sequence number. A device without streams knows nothing of them.
+IsoStreams::Handlers WorldDevice::streamHandlers()
+{
+    IsoStreams::Handlers handlers;
+    if (m_cis)
+        handlers.requested = [this](const IsoStreams::Stream& stream) { m_streams->accept(stream.key()); };
+    handlers.established = [](const IsoStreams::Stream&) {};
+    handlers.failed = [](quint16, quint8) {};
+    handlers.ended = [](quint16, quint8) {};
+    handlers.received = [this](quint16 key, quint16, quint32, const QByteArray& sdu) {
+        const IsoStreams::Stream* stream = m_streams->stream(key);
+        const int size = stream->maxSdu[m_streams->end()];
+        if (size > 0 && m_streams->queued(key) < MaxEchoes)
+            m_streams->send(key, sdu.left(size));
+    };
+    handlers.generate = [this](const IsoStreams::Stream& stream, quint16 sequence) {
+        QByteArray sdu(stream.maxSdu[m_streams->end()], 0);
+        for (int i = 0; i < sdu.size(); ++i)
+            sdu[i] = char(sequence + i);
+        return sdu;
+    };
+    return handlers;
 }
 
 void WorldDevice::linkDown(Link* link, quint8)
@@ -33,6 +61,7 @@ void WorldDevice::linkDown(Link* link, quint8)
     if (m_server)
         m_server->linkDown(link);
     m_l2cap.reset();
+    m_streams.reset();
     m_link = nullptr;
 }
 
@@ -41,6 +70,9 @@ void WorldDevice::received(Link* link, quint16 channel, const QByteArray& data)
     if (channel == Att::Channel) {
         if (m_server && !data.isEmpty() && Att::toServer(quint8(data.at(0))))
             m_server->received(link, data);
+    } else if (channel == IsoStreams::ControlChannel || channel == IsoStreams::StreamChannel) {
+        if (m_streams)
+            m_streams->received(channel, data);
     } else if (m_l2cap) {
         m_l2cap->received(channel, data);
     }

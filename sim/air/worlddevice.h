@@ -7,13 +7,15 @@
 
 #include "attributeserver.h"
 #include "controllerinfo.h"
+#include "isostreams.h"
 #include "l2capserver.h"
 #include "peer.h"
 #include "virtualadvertiser.h"
 #include "world/attributedatabase.h"
 
 // A device of the world file as the far end of a link: one central at a time, its link layer as
-// the file tells it, its attribute database, which it serves to its central, and its PSMs.
+// the file tells it, its attribute database, which it serves to its central, its PSMs, and the
+// isochronous streams it takes when its file says so.
 class WorldDevice final : public Peer
 {
 public:
@@ -29,14 +31,19 @@ public:
     const ControllerInfo& controller() const override { return m_controller; }
     void linkUp(Link* link) override;
     void linkDown(Link* link, quint8 reason) override;
-    // The attribute protocol's requests go to its server, L2CAP to its channels; a device of the
-    // world asks nothing.
+    // The attribute protocol's requests go to its server, the link layer's control PDUs and the
+    // streams' to its streams, L2CAP to its channels; a device of the world asks nothing.
     void received(Link* link, quint16 channel, const QByteArray& data) override;
     // A device of the world takes what its central asks for.
     void parametersRequested(Link* link, const Link::ParameterRequest& request) override;
     void linkChanged(Link* link, Link::Change change, quint8 error) override;
 
+    // SDUs received that wait to be sent back, at most, on each stream.
+    static constexpr int MaxEchoes = 8;
+
 private:
+    IsoStreams::Handlers streamHandlers();
+
     QJsonArray m_services; // shared with the world's other copies of the device
     ControllerInfo m_controller;
     quint32 m_seed = 0;
@@ -45,5 +52,7 @@ private:
     QVector<L2capService> m_l2capServices;
     int m_l2capChannels = 0;
     std::unique_ptr<L2capServer> m_l2cap; // while a central is connected
+    bool m_cis = false;
+    std::unique_ptr<IsoStreams> m_streams; // while a central is connected
     Link* m_link = nullptr;
 };

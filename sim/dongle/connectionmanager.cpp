@@ -317,6 +317,7 @@ void ConnectionManager::linkDown(Link* link, quint8 reason)
     if (condix < 0)
         return;
     m_links.remove(condix);
+    m_dongle.linkEnding(condix, reason);
     m_dongle.respond(0x01, 0x08, {{"status", u8(0)}, {"reason", u8(reason)}, {"condix", u8(condix)}});
     m_dongle.linkClosed(condix);
 }

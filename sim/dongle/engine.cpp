@@ -20,6 +20,10 @@ void Engine::linkOpened(int, Link*)
 {
 }
 
+void Engine::linkEnding(int, quint8)
+{
+}
+
 void Engine::linkClosed(int)
 {
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 class Link;
 class Router;
 class VirtualDongle;
@@ -19,6 +21,9 @@ public:
     virtual void powerCycle();
     // A link of the dongle, as central or peripheral, stands or has ended.
     virtual void linkOpened(int condix, Link* link);
+    // A link is ending with this reason, and the host has not heard DD@01@08 yet: what ends with it
+    // and tells the host so comes first, as a controller tells it.
+    virtual void linkEnding(int condix, quint8 reason);
     virtual void linkClosed(int condix);
 
 protected:

@@ -14,11 +14,6 @@ namespace {
 
 using Endpoint = CreditChannels::Endpoint;
 
-QString cidText(int cid)
-{
-    return QStringLiteral("0x") + QString::number(cid, 16).rightJustified(4, QLatin1Char('0')).toUpper();
-}
-
 // The CID, MTU, MPS and credits that the host gives its end of a channel.
 Endpoint localEndpoint(const Request& r)
 {
@@ -170,9 +165,9 @@ void L2capEngine::refuse(const Request& request, quint8 status, const QString& w
 QString L2capEngine::endpointError(const CreditChannels& channels, int condix, const Endpoint& local)
 {
     if (!CreditChannels::isDynamic(local.cid))
-        return QStringLiteral("local CID %1 outside 0x0040 to 0x007F").arg(cidText(local.cid));
+        return QStringLiteral("local CID %1 outside 0x0040 to 0x007F").arg(SimFrame::hexText(local.cid));
     if (!channels.isFree(local.cid))
-        return QStringLiteral("local CID %1 is in use on link %2").arg(cidText(local.cid)).arg(condix);
+        return QStringLiteral("local CID %1 is in use on link %2").arg(SimFrame::hexText(local.cid)).arg(condix);
     if (local.mtu < CreditChannels::MinMtu)
         return QStringLiteral("MTU %1 below %2").arg(local.mtu).arg(CreditChannels::MinMtu);
     if (local.mps < CreditChannels::MinMps || local.mps > CreditChannels::MaxMps)
@@ -255,7 +250,7 @@ void L2capEngine::acceptRequest(const Request& r)
     const quint16 peerCid = quint16(r.number(QStringLiteral("peer_cid")));
     if (!channels->isRequested(peerCid))
         return refuse(r, VirtualDongle::StatusInvalidParam,
-                      QStringLiteral("no request from CID %1 waits on link %2").arg(cidText(peerCid)).arg(condix));
+                      QStringLiteral("no request from CID %1 waits on link %2").arg(SimFrame::hexText(peerCid)).arg(condix));
     if (r.number(QStringLiteral("accept")) != 1) {
         m_dongle.ack(r.module(), r.opcode(), 0);
         channels->refuse(peerCid, CreditChannels::InsufficientAuthorization);
@@ -323,7 +318,7 @@ void L2capEngine::disconnect(const Request& r)
     const quint16 cid = quint16(r.number(QStringLiteral("local_cid")));
     if (!channels->channel(cid))
         return refuse(r, VirtualDongle::StatusInvalidParam,
-                      QStringLiteral("local CID %1 is not open on link %2").arg(cidText(cid)).arg(r.number(QStringLiteral("condix"))));
+                      QStringLiteral("local CID %1 is not open on link %2").arg(SimFrame::hexText(cid)).arg(r.number(QStringLiteral("condix"))));
     m_dongle.ack(r.module(), r.opcode(), 0);
     channels->disconnect(cid);
 }

@@ -5,6 +5,7 @@
 #include "connectionmanager.h"
 #include "gattclientengine.h"
 #include "initiatorengine.h"
+#include "isoengine.h"
 #include "l2capengine.h"
 #include "localdeviceengine.h"
 #include "logflood.h"
@@ -58,9 +59,10 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
     m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
     m_l2cap = std::make_unique<L2capEngine>(*this, *m_connections);
+    m_iso = std::make_unique<IsoEngine>(*this, *m_connections);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
     m_engines = {m_localDevice.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
-                 m_gattClient.get(), m_l2cap.get()};
+                 m_gattClient.get(), m_l2cap.get(), m_iso.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -176,6 +178,12 @@ void VirtualDongle::linkOpened(int condix, Link* link)
 {
     for (Engine* engine : qAsConst(m_engines))
         engine->linkOpened(condix, link);
+}
+
+void VirtualDongle::linkEnding(int condix, quint8 reason)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkEnding(condix, reason);
 }
 
 void VirtualDongle::linkClosed(int condix)

@@ -21,6 +21,7 @@ class Engine;
 class FrameReader;
 class GattClientEngine;
 class InitiatorEngine;
+class IsoEngine;
 class L2capEngine;
 class LocalDeviceEngine;
 class LogFlood;
@@ -38,6 +39,7 @@ public:
     static constexpr int LinkBytesPerSecond = 46080; // 460800 baud, 10 bits a byte
     static constexpr quint8 StatusInvalidParam = 1;
     static constexpr quint8 StatusInvalidConnIdx = 3;
+    static constexpr quint8 StatusInvalidHandle = 4;
     static constexpr quint8 StatusListItemNotFound = 9;
     static constexpr quint8 StatusListItemExists = 10;
     static constexpr quint8 StatusListFull = 11;
@@ -89,6 +91,7 @@ public:
     QRandomGenerator& random() { return m_random; }
     // From the connection manager, for every engine.
     void linkOpened(int condix, Link* link);
+    void linkEnding(int condix, quint8 reason);
     void linkClosed(int condix);
 
 signals:
@@ -128,5 +131,6 @@ private:
     std::unique_ptr<GattClientEngine> m_gattClient;
     std::unique_ptr<AdvertiserEngine> m_advertiser;
     std::unique_ptr<L2capEngine> m_l2cap;
+    std::unique_ptr<IsoEngine> m_iso;
     QVector<Engine*> m_engines;
 };

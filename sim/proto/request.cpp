@@ -1,5 +1,7 @@
 #include "request.h"
 
+#include "simframe.h"
+
 Request::Request(const SimCommandTable::Command& command, quint8 module, quint8 opcode, const QByteArray& payload)
     : m_command(&command)
     , m_module(module)
@@ -46,8 +48,5 @@ QByteArray Request::field(const QString& key) const
 int Request::number(const QString& key) const
 {
     const QByteArray bytes = field(key);
-    quint32 value = 0;
-    for (int i = qMin(bytes.size(), 4) - 1; i >= 0; --i)
-        value = value << 8 | quint8(bytes.at(i));
-    return int(value);
+    return int(SimFrame::readLe(bytes, 0, qMin(bytes.size(), 4)));
 }

@@ -49,9 +49,30 @@ QByteArray le16(int value)
     return bytes;
 }
 
+QByteArray le(quint32 value, int count)
+{
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i)
+        bytes.append(char((value >> (8 * i)) & 0xFF));
+    return bytes;
+}
+
 quint16 readLe16(const QByteArray& bytes, int at)
 {
-    return quint16(quint8(bytes.at(at)) | quint8(bytes.at(at + 1)) << 8);
+    return quint16(readLe(bytes, at, 2));
+}
+
+quint32 readLe(const QByteArray& bytes, int at, int count)
+{
+    quint32 value = 0;
+    for (int i = count - 1; i >= 0; --i)
+        value = value << 8 | quint8(bytes.at(at + i));
+    return value;
+}
+
+QString hexText(int value, int digits)
+{
+    return QStringLiteral("0x") + QString::number(value, 16).rightJustified(digits, QLatin1Char('0')).toUpper();
 }
 
 QByteArray fromHex(const QString& text, bool* ok)

@@ -22,8 +22,14 @@ QString commandId(quint8 module, quint8 opcode);
 QString uplinkId(quint8 header, quint8 module, quint8 opcode);
 QByteArray u8(int value);
 QByteArray le16(int value);
+// The low `count` bytes of a number, least significant first: 24- and 32-bit fields.
+QByteArray le(quint32 value, int count);
 // The little-endian 16-bit number at `at`.
 quint16 readLe16(const QByteArray& bytes, int at);
+// The little-endian number of `count` bytes (at most 4) at `at`.
+quint32 readLe(const QByteArray& bytes, int at, int count);
+// "0x0040": a CID or handle as log lines name it.
+QString hexText(int value, int digits = 4);
 // Hex digits; blanks, colons and dashes between them are ignored.
 QByteArray fromHex(const QString& text, bool* ok = nullptr);
 

@@ -28,10 +28,10 @@ constexpr int MaxDevices = 100000;
 const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
                                 "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
                                 "advData", "scanResponse", "periodicData", "services", "company", "lmpVersion",
-                                "lmpSubversion", "features", "phys", "repeat", "l2cap", "l2capChannels"};
+                                "lmpSubversion", "features", "phys", "repeat", "l2cap", "l2capChannels", "cis"};
 const QStringList ExtendedOnlyKeys = {"sid", "secondaryPhy", "periodicIntervalMs", "periodicData"};
 // What a central learns of the device's link layer once connected.
-const QStringList ControllerKeys = {"company", "lmpVersion", "lmpSubversion", "features", "phys"};
+const QStringList ControllerKeys = {"company", "lmpVersion", "lmpSubversion", "features", "phys", "cis"};
 // Feature names by bit, as Get Peer Features shows them; the PHY bits 8 and 11 follow "phys".
 const QStringList FeatureNames = {"encryption", "connectionParametersRequest", "extendedReject",
                                   "slaveFeaturesExchange", "ping", "dataLengthExtension", "privacy",
@@ -528,7 +528,8 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
         return fail(QStringLiteral("scanResponse"), QStringLiteral("is never sent: the device is not scannable"));
     if (object.contains(QLatin1String("services")) && !checkServices(object))
         return false;
-    if (!readController(object, a.connectable, &a.controller) || !readL2cap(object, a.connectable, &a))
+    if (!readController(object, a.connectable, &a.controller) || !readL2cap(object, a.connectable, &a)
+        || !boolean(object, QStringLiteral("cis"), &a.cis))
         return false;
     a.services = object.value(QLatin1String("services")).toArray();
     a.txPower = qint8(txPower);

@@ -3,15 +3,9 @@
 // dongle from the far end, and those that reach a device's echo and sink from its central. Each
 // is refused or answered, never a crash or a hang.
 
-#include <QCoreApplication>
-
-#include "air/virtualair.h"
-#include "dongle/connectionmanager.h"
-#include "dongle/virtualdongle.h"
 #include "fuzzinput.h"
-#include "proto/responder.h"
 #include "proto/simframe.h"
-#include "world/worldloader.h"
+#include "simlink.h"
 
 namespace {
 
@@ -29,40 +23,23 @@ quint16 channelOf(const QByteArray& bytes)
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    static QCoreApplication app(*argc, *argv);
-    Responder::setChecking(false);
-    return 0;
-}
-
 // Records of a kind byte (0: a command to the dongle, 1: a PDU to the dongle, 2: a PDU to the
 // device), a length byte and that many bytes; a command's first byte is its opcode, a PDU's
 // first byte picks its channel.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static QVector<VirtualAdvertiser> world;
-    if (world.isEmpty())
-        WorldLoader(QStringLiteral("fuzz.json")).parse(kWorld, &world);
-    VirtualAir air;
-    air.setWorld(world);
-    VirtualDongle dongle(0, &air);
-    dongle.feed(QByteArray::fromHex("AA0001000055"));
-    ConnectionManager* connections = dongle.connections();
-    air.connectTo({connections, QByteArray::fromHex("010000000000"), 0}, air.advertisers().at(0), Link::Parameters());
-    Link* link = air.findChild<Link*>();
-    Peer* device = air.advertisers().at(0).peer;
+    SimLink bench(SimLink::world(kWorld));
 
     FuzzInput input(data, size);
-    while (!input.atEnd() && link && link->isOpen()) {
+    while (!input.atEnd() && bench.link && bench.link->isOpen()) {
         const quint8 kind = input.byte() % 3;
         const QByteArray bytes = input.bytes(input.byte());
         if (kind == 0 && !bytes.isEmpty())
-            dongle.feed(SimFrame::build(SimFrame::Downlink, 0x04, quint8(bytes.at(0)), bytes.mid(1)));
+            bench.dongle.feed(SimFrame::build(SimFrame::Downlink, 0x04, quint8(bytes.at(0)), bytes.mid(1)));
         else if (kind == 1)
-            connections->received(link, channelOf(bytes), bytes.mid(1));
+            bench.connections->received(bench.link, channelOf(bytes), bytes.mid(1));
         else if (kind == 2)
-            device->received(link, channelOf(bytes), bytes.mid(1));
+            bench.device->received(bench.link, channelOf(bytes), bytes.mid(1));
     }
     return 0;
 }

@@ -10,14 +10,6 @@
 
 static const char* const kName = "0C 09 54 61 72 76 69 6E 65 20 53 69 6D"; // "Tarvine Sim"
 
-static QString le(int value, int bytes)
-{
-    QString text;
-    for (int i = 0; i < bytes; ++i)
-        text += QString(" %1").arg((value >> (8 * i)) & 0xFF, 2, 16, QChar('0'));
-    return text;
-}
-
 // Payloads of the three Parameter Sets, in wire units, with a peer of C0:05:04:03:02:01, random.
 static QString legacy(int mode, int discovery, int min, int max, int channels, int duration, int index)
 {

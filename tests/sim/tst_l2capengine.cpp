@@ -10,25 +10,6 @@
 
 namespace {
 
-// Dongle 1's set 0, connectable every 20 ms; kConnectDongle1 connects to it (00:00:5E:00:53:11).
-const char* const kAdvertise = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5 "
-                               "AA 01 25 10 00 00 0D 0C 09 54 61 72 76 69 6E 65 20 53 69 6D 00 DC AA 01 27 01 00 00 2D";
-
-QString le(int value, int bytes = 2)
-{
-    QString text;
-    for (int i = 0; i < bytes; ++i)
-        text += QString(" %1").arg((value >> (8 * i)) & 0xFF, 2, 16, QChar('0'));
-    return text;
-}
-
-// Header, module and opcode, then the payload; the length and checksum are added.
-QString frame(const QString& head, const QString& payload)
-{
-    const QByteArray body = hex(payload);
-    return QString(withChecksum(hex(head) + le16(body.size()) + body).toHex(' '));
-}
-
 // Bytes `from` to `from + size` of a counting pattern, as the SDUs carry it.
 QString data(int size, int from = 0)
 {
@@ -36,11 +17,6 @@ QString data(int size, int from = 0)
     for (int i = from; i < from + size; ++i)
         bytes += char(i);
     return QString(bytes.toHex(' '));
-}
-
-QString ack(const char* id, int status = 0)
-{
-    return frame("BB " + QString(id).replace('@', ' '), le(status, 1));
 }
 
 // Downlinks.
@@ -108,9 +84,9 @@ using Step = std::array<QString, 3>;
 // 0x50 (MTU 64, MPS 23, `credits`).
 QVector<Step> opened(int credits)
 {
-    return {{"B " + registerPsm(0x80), "", ack("04@0D")},
-            {"A " + create(0x80, 0x40, 10, 100, 23), ack("04@01"), requested(0x80, 0x40, 100, 23)},
-            {"B " + acceptCoc(1, 0x40, 0x50, credits, 64, 23), created(0, 0x80, 0x40, 10, credits, 64, 23), ack("07@01")}};
+    return {{"B " + registerPsm(0x80), "", ackFrame("04@0D")},
+            {"A " + create(0x80, 0x40, 10, 100, 23), ackFrame("04@01"), requested(0x80, 0x40, 100, 23)},
+            {"B " + acceptCoc(1, 0x40, 0x50, credits, 64, 23), created(0, 0x80, 0x40, 10, credits, 64, 23), ackFrame("07@01")}};
 }
 
 void row(const char* name, const QVector<Step>& steps)
@@ -140,7 +116,7 @@ private slots:
     {
         columns();
         const auto sent = [](int size, int frames) {
-            return opened(10) + QVector<Step>{{"A " + sendSdu(0x40, size), ack("04@03") + " | " + sending(0x40, frames, 0),
+            return opened(10) + QVector<Step>{{"A " + sendSdu(0x40, size), ackFrame("04@03") + " | " + sending(0x40, frames, 0),
                                                received(0x50, frames, data(size))}};
         };
         row("1 byte", sent(1, 1));
@@ -148,30 +124,30 @@ private slots:
         row("22 bytes take a second", sent(22, 2));
         row("64 bytes, B's MTU, take three", sent(64, 3));
         row("65 bytes pass B's MTU",
-            opened(10) + QVector<Step>{{"A " + sendSdu(0x40, 65), ack("04@03") + " | " + sending(0x40, 0, 49), ""}});
+            opened(10) + QVector<Step>{{"A " + sendSdu(0x40, 65), ackFrame("04@03") + " | " + sending(0x40, 0, 49), ""}});
         row("credits run out within an SDU; a grant sends the rest",
-            opened(2) + QVector<Step>{{"A " + sendSdu(0x40, 64), ack("04@03"), ""},
+            opened(2) + QVector<Step>{{"A " + sendSdu(0x40, 64), ackFrame("04@03"), ""},
                                       {"B " + grant(0x50, 1), granted(0x40, 1) + " | " + sending(0x40, 3, 0),
-                                       ack("04@0B") + " | " + credited(0, 0x50) + " | " + received(0x50, 3, data(64))}});
+                                       ackFrame("04@0B") + " | " + credited(0, 0x50) + " | " + received(0x50, 3, data(64))}});
         row("no credits: 42 and nothing sent, then the same SDU after a grant",
-            opened(0) + QVector<Step>{{"A " + sendSdu(0x40, 5), ack("04@03") + " | " + sending(0x40, 0, 42), ""},
-                                      {"B " + grant(0x50, 1), granted(0x40, 1), ack("04@0B") + " | " + credited(0, 0x50)},
-                                      {"A " + sendSdu(0x40, 5), ack("04@03") + " | " + sending(0x40, 1, 0),
+            opened(0) + QVector<Step>{{"A " + sendSdu(0x40, 5), ackFrame("04@03") + " | " + sending(0x40, 0, 42), ""},
+                                      {"B " + grant(0x50, 1), granted(0x40, 1), ackFrame("04@0B") + " | " + credited(0, 0x50)},
+                                      {"A " + sendSdu(0x40, 5), ackFrame("04@03") + " | " + sending(0x40, 1, 0),
                                        received(0x50, 1, data(5))}});
         row("an SDU behind one that waits is queued, and both go in order",
-            opened(1) + QVector<Step>{{"A " + sendSdu(0x40, 22) + " " + sendSdu(0x40, 1), ack("04@03") + " | " + ack("04@03"), ""},
+            opened(1) + QVector<Step>{{"A " + sendSdu(0x40, 22) + " " + sendSdu(0x40, 1), ackFrame("04@03") + " | " + ackFrame("04@03"), ""},
                                       {"B " + grant(0x50, 2),
                                        granted(0x40, 2) + " | " + sending(0x40, 2, 0) + " | " + sending(0x40, 1, 0),
-                                       ack("04@0B") + " | " + credited(0, 0x50) + " | " + received(0x50, 2, data(22)) + " | "
+                                       ackFrame("04@0B") + " | " + credited(0, 0x50) + " | " + received(0x50, 2, data(22)) + " | "
                                            + received(0x50, 1, data(1))}});
         row("B's SDUs to A, cut by A's MPS", opened(10) + QVector<Step>{{"B " + sendSdu(0x50, 30), received(0x40, 2, data(30)),
-                                                                         ack("04@03") + " | " + sending(0x50, 2, 0)}});
+                                                                         ackFrame("04@03") + " | " + sending(0x50, 2, 0)}});
         row("a length that disagrees with the data; an unknown CID",
-            opened(10) + QVector<Step>{{"A " + sendSdu(0x40, 3, 0, 4), ack("04@03") + " | " + sending(0x40, 0, 52), ""},
+            opened(10) + QVector<Step>{{"A " + sendSdu(0x40, 3, 0, 4), ackFrame("04@03") + " | " + sending(0x40, 0, 52), ""},
                                        {"A " + sendSdu(0x41, 1) + " " + grant(0x41, 1),
-                                        ack("04@03") + " | " + sending(0x41, 0, 51) + " | " + ack("04@0B") + " | " + credited(51, 0x41),
+                                        ackFrame("04@03") + " | " + sending(0x41, 0, 51) + " | " + ackFrame("04@0B") + " | " + credited(51, 0x41),
                                         ""}});
-        row("credits past 65535", opened(10) + QVector<Step>{{"B " + grant(0x50, 65526), "", ack("04@0B") + " | " + credited(61, 0x50)}});
+        row("credits past 65535", opened(10) + QVector<Step>{{"B " + grant(0x50, 65526), "", ackFrame("04@0B") + " | " + credited(61, 0x50)}});
     }
     void credits() { run(); }
 
@@ -181,31 +157,31 @@ private slots:
         columns();
         const QVector<Step> asked = opened(10).mid(0, 2); // B has heard A's request
         row("B refuses: A hears 55, and has no channel",
-            asked + QVector<Step>{{"B " + acceptCoc(0, 0x40, 0x50, 10, 64, 23), created(55, 0x80, 0x40, 10, 0, 0, 0), ack("07@01")},
-                                  {"A " + sendSdu(0x40, 1), ack("04@03") + " | " + sending(0x40, 0, 51), ""}});
+            asked + QVector<Step>{{"B " + acceptCoc(0, 0x40, 0x50, 10, 64, 23), created(55, 0x80, 0x40, 10, 0, 0, 0), ackFrame("07@01")},
+                                  {"A " + sendSdu(0x40, 1), ackFrame("04@03") + " | " + sending(0x40, 0, 51), ""}});
         row("B accepts with an MTU below 23: A hears 64",
             asked + QVector<Step>{{"B " + acceptCoc(1, 0x40, 0x50, 10, 22, 23), created(64, 0x80, 0x40, 10, 0, 0, 0),
-                                   ack("07@01", 1) + " | log: Accept Create COC Request: MTU 22 below 23"}});
+                                   ackFrame("07@01", 1) + " | log: Accept Create COC Request: MTU 22 below 23"}});
         row("a PSM B has not registered: 58",
-            {{"A " + create(0x81, 0x40, 10, 100, 23), ack("04@01") + " | " + created(58, 0x81, 0x40, 10, 0, 0, 0), ""}});
+            {{"A " + create(0x81, 0x40, 10, 100, 23), ackFrame("04@01") + " | " + created(58, 0x81, 0x40, 10, 0, 0, 0), ""}});
         row("a PSM that asks for encryption: 57",
-            {{"B " + registerPsm(0x80, 1), "", ack("04@0D")},
-             {"A " + create(0x80, 0x40, 10, 100, 23), ack("04@01") + " | " + created(57, 0x80, 0x40, 10, 0, 0, 0), ""}});
+            {{"B " + registerPsm(0x80, 1), "", ackFrame("04@0D")},
+             {"A " + create(0x80, 0x40, 10, 100, 23), ackFrame("04@01") + " | " + created(57, 0x80, 0x40, 10, 0, 0, 0), ""}});
         row("the sensor's PSM that asks for authentication: 54",
-            {{"A " + create(0x82, 0x40, 10, 100, 23, 1), ack("04@01") + " | " + created(54, 0x82, 0x40, 10, 0, 0, 0, 1), ""}});
+            {{"A " + create(0x82, 0x40, 10, 100, 23, 1), ackFrame("04@01") + " | " + created(54, 0x82, 0x40, 10, 0, 0, 0, 1), ""}});
         row("the sensor takes two channels, not three: 53",
             {{"A " + create(0x80, 0x40, 10, 100, 23, 1) + " " + create(0x81, 0x41, 10, 100, 23, 1) + " "
                   + create(0x80, 0x42, 10, 100, 23, 1),
-              ack("04@01") + " | " + ack("04@01") + " | " + ack("04@01") + " | " + created(0, 0x80, 0x40, 10, 10, 512, 247, 1)
+              ackFrame("04@01") + " | " + ackFrame("04@01") + " | " + ackFrame("04@01") + " | " + created(0, 0x80, 0x40, 10, 10, 512, 247, 1)
                   + " | " + created(0, 0x81, 0x41, 10, 10, 512, 247, 1) + " | " + created(53, 0x80, 0x42, 10, 0, 0, 0, 1),
               ""}});
-        row("A disconnects", opened(10) + QVector<Step>{{"A " + disconnectCoc(0x40), ack("04@13") + " | " + closed(0x40, 0x16),
+        row("A disconnects", opened(10) + QVector<Step>{{"A " + disconnectCoc(0x40), ackFrame("04@13") + " | " + closed(0x40, 0x16),
                                                          closed(0x50, 0x13)}});
         row("B disconnects", opened(10) + QVector<Step>{{"B " + disconnectCoc(0x50), closed(0x40, 0x13),
-                                                         ack("04@13") + " | " + closed(0x50, 0x16)}});
+                                                         ackFrame("04@13") + " | " + closed(0x50, 0x16)}});
         row("the link ends: its channels go without a word",
             opened(10) + QVector<Step>{{"drop", frame("DD 01 08", "00 13 00"), frame("DD 01 08", "00 16 00")},
-                                       {"A " + sendSdu(0x40, 1), ack("04@03", 3), ""}});
+                                       {"A " + sendSdu(0x40, 1), ackFrame("04@03", 3), ""}});
     }
     void channels() { run(); }
 
@@ -215,19 +191,19 @@ private slots:
     {
         columns();
         const Step echo = {"A " + create(0x80, 0x40, 10, 100, 23, 1),
-                           ack("04@01") + " | " + created(0, 0x80, 0x40, 10, 10, 512, 247, 1), ""};
+                           ackFrame("04@01") + " | " + created(0, 0x80, 0x40, 10, 10, 512, 247, 1), ""};
         row("an SDU comes back whole",
-            {echo, {"A " + sendSdu(0x40, 60, 1), ack("04@03") + " | " + sending(0x40, 1, 0, 1) + " | "
+            {echo, {"A " + sendSdu(0x40, 60, 1), ackFrame("04@03") + " | " + sending(0x40, 1, 0, 1) + " | "
                                                      + received(0x40, 3, data(60), 1) + " | " + granted(0x40, 1, 1), ""}});
         row("an SDU past A's MTU comes back in pieces, held back by A's credits",
             {echo,
-             {"A " + sendSdu(0x40, 250, 1), ack("04@03") + " | " + sending(0x40, 2, 0, 1) + " | " + received(0x40, 5, data(100), 1)
+             {"A " + sendSdu(0x40, 250, 1), ackFrame("04@03") + " | " + sending(0x40, 2, 0, 1) + " | " + received(0x40, 5, data(100), 1)
                                                 + " | " + received(0x40, 5, data(100, 100), 1), ""},
-             {"A " + grant(0x40, 3, 1), ack("04@0B") + " | " + credited(0, 0x40, 1) + " | " + received(0x40, 3, data(50, 200), 1)
+             {"A " + grant(0x40, 3, 1), ackFrame("04@0B") + " | " + credited(0, 0x40, 1) + " | " + received(0x40, 3, data(50, 200), 1)
                                             + " | " + granted(0x40, 2, 1), ""}});
         row("the sink",
-            {{"A " + create(0x81, 0x40, 10, 100, 23, 1), ack("04@01") + " | " + created(0, 0x81, 0x40, 10, 10, 512, 247, 1), ""},
-             {"A " + sendSdu(0x40, 300, 1), ack("04@03") + " | " + sending(0x40, 2, 0, 1) + " | " + granted(0x40, 2, 1), ""}});
+            {{"A " + create(0x81, 0x40, 10, 100, 23, 1), ackFrame("04@01") + " | " + created(0, 0x81, 0x40, 10, 10, 512, 247, 1), ""},
+             {"A " + sendSdu(0x40, 300, 1), ackFrame("04@03") + " | " + sending(0x40, 2, 0, 1) + " | " + granted(0x40, 2, 1), ""}});
     }
     void worldDevice() { run(); }
 
@@ -238,20 +214,20 @@ private slots:
         const auto refused = [](const char* name, const QString& command, const QString& answer) {
             row(name, {{"A " + command, answer, ""}});
         };
-        refused("PSM 0", registerPsm(0), ack("04@0D", 23) + " | log: Register PSM: PSM 0 is no PSM");
+        refused("PSM 0", registerPsm(0), ackFrame("04@0D", 23) + " | log: Register PSM: PSM 0 is no PSM");
         row("a PSM twice", {{"A " + registerPsm(0x80) + " " + registerPsm(0x80),
-                             ack("04@0D") + " | " + ack("04@0D", 24) + " | log: Register PSM: PSM 128 is registered already", ""}});
+                             ackFrame("04@0D") + " | " + ackFrame("04@0D", 24) + " | log: Register PSM: PSM 128 is registered already", ""}});
         refused("a CID below the dynamic ones", create(0x80, 0x3F, 10, 100, 23),
-                ack("04@01", 1) + " | log: Create COC: local CID 0x003F outside 0x0040 to 0x007F");
+                ackFrame("04@01", 1) + " | log: Create COC: local CID 0x003F outside 0x0040 to 0x007F");
         row("a CID in use", {{"A " + create(0x80, 0x40, 10, 100, 23) + " " + create(0x80, 0x40, 10, 100, 23),
-                              ack("04@01") + " | " + ack("04@01", 1) + " | log: Create COC: local CID 0x0040 is in use on link 0 | "
+                              ackFrame("04@01") + " | " + ackFrame("04@01", 1) + " | log: Create COC: local CID 0x0040 is in use on link 0 | "
                                   + created(58, 0x80, 0x40, 10, 0, 0, 0),
                               ""}});
-        refused("no link", create(0x80, 0x40, 10, 100, 23, 5), ack("04@01", 3));
+        refused("no link", create(0x80, 0x40, 10, 100, 23, 5), ackFrame("04@01", 3));
         refused("an answer to no request", acceptCoc(1, 0x40, 0x50, 10, 64, 23),
-                ack("07@01", 1) + " | log: Accept Create COC Request: no request from CID 0x0040 waits on link 0");
+                ackFrame("07@01", 1) + " | log: Accept Create COC Request: no request from CID 0x0040 waits on link 0");
         refused("a disconnection of no channel", disconnectCoc(0x40),
-                ack("04@13", 1) + " | log: Disconnect COC: local CID 0x0040 is not open on link 0");
+                ackFrame("04@13", 1) + " | log: Disconnect COC: local CID 0x0040 is not open on link 0");
     }
     void refusals() { run(); }
 

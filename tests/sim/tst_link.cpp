@@ -11,11 +11,6 @@
 #include "uplinkbytes.h"
 
 static const char* const kDisconnect0 = "AA 01 07 01 00 00 4D";
-// Dongle 1's set 0, as the tool starts it: connectable and general discoverable every 20 ms, its
-// name in the data, and its end once a central connects.
-static const char* const kAdvertise = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5 "
-                                      "AA 01 25 10 00 00 0D 0C 09 54 61 72 76 69 6E 65 20 53 69 6D 00 DC "
-                                      "AA 01 27 01 00 00 2D";
 static const char* const kSetConnected = "DD 01 2A 03 00 00 03 00 F2";
 // The central hears its peer ask for what kUpdateParameters asks.
 static const char* const kAsked = "DD 01 3C 09 00 10 00 18 00 00 00 C8 00 00 ED";

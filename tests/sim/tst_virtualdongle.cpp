@@ -29,6 +29,9 @@ static const char* const kAccept = "AA 01 39 02 00 01 00 19";
 static const char* const kLegacySet0 = "AA 01 23 15 00 00 01 00 00 00 00 00 00 00 00 20 00 20 00 07 00 00 00 00 00 00 D5";
 static const char* const kExtendedSet1 = "AA 01 2B 1E 00 01 00 00 00 00 00 00 00 00 00 00 00 20 00 00 00 20 00 00 00 07 01 00 "
                                          "02 03 00 00 00 01 00 BD";
+// Group 1 with stream 1 (handle 0x0100): 20 bytes every 10 ms both ways on LE 2M; created on condix 0.
+static const char* const kCigSet = "AA 06 02 1A 00 01 10 27 00 00 10 27 00 00 00 00 00 14 00 14 00 01 01 14 00 14 00 02 02 02 02 6B";
+static const char* const kCreateCis = "AA 06 03 04 00 01 00 01 00 47";
 static const char* const kPeriodicSet2 = "AA 01 31 22 00 00 00 00 00 00 00 00 00 00 00 00 00 20 00 00 00 20 00 00 00 07 01 00 "
                                          "02 03 50 00 50 00 00 00 00 02 00 13";
 
@@ -327,6 +330,8 @@ private slots:
             {"01@2F", {{kExtendedSet1, "AA 01 2F 01 00 01 24"}, "DD@01@28"}},
             {"01@35", {{kPeriodicSet2, "AA 01 35 01 00 02 1D"}, "DD@01@28"}},
             {"01@29", {{kLegacySet0, "AA 01 27 01 00 00 2D", "AA 01 29 01 00 00 2B"}, "DD@01@2A"}},
+            {"06@02", {{kCigSet}, "DD@06@02"}},
+            {"06@03", {{kConnectHr, "wait DD@01@06", kCigSet, kCreateCis}, "DD@06@03"}},
         };
         // The Gets of a link, each with its result.
         for (const char* get : {"AA 01 4D 01 00 00 07", "AA 01 4F 01 00 00 05", "AA 01 51 01 00 00 03",
@@ -412,8 +417,8 @@ private:
             while (!xml.atEnd()) {
                 if (xml.readNext() != QXmlStreamReader::StartElement)
                     continue;
-                if (xml.name() == QLatin1String("command"))
-                    read[id = xml.attributes().value("ID").toString()];
+                if (xml.name() == QLatin1String("command")) // a later row of an id replaces the earlier, as in the tool
+                    read[id = xml.attributes().value("ID").toString()] = {};
                 else if (xml.name() == QLatin1String("field"))
                     read[id].append({xml.attributes().value("index").toInt(), xml.attributes().value("length").toInt()});
             }

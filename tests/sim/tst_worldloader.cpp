@@ -34,12 +34,13 @@ private slots:
             "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
             "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat, l2cap, "
-            "l2capChannels");
+            "l2capChannels, cis");
         row("PHYs without LE 1M", device("\"phys\": [\"2M\"]"), "device 0: \"phys\" must hold \"1M\", which every device takes");
         row("LMP version past a byte", device("\"lmpVersion\": 256"),
             "device 0: \"lmpVersion\" must be a whole number from 0 to 255, not 256");
         row("version of a device nobody connects to", device("\"connectable\": false, \"company\": 1"),
             "device 0: \"company\" is never asked for: the device is not connectable");
+        row("streams as a number", device("\"cis\": 1"), "device 0: \"cis\" must be true or false, not 1");
         row("no address", "{\"devices\": [{}]}", "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not null");
         row("address with a newline after it", device("\"address\": \"C6:5A:10:00:00:01\\n\""),
             "device 0: \"address\" must be six bytes like C6:5A:12:34:56:01, not \"C6:5A:10:00:00:01\\n\"");
