@@ -304,7 +304,7 @@ void IsoEngine::setGroup(const Request& r)
     const int count = r.number(QStringLiteral("cis_count"));
     const QByteArray list = r.field(QStringLiteral("cis"));
     const auto refused = [&](quint8 status, const QString& why) {
-        reply(r, 0x02, {{"status", u8(status)}, {"cig_id", u8(cigId)}, {"cis_count", u8(count)}, {"cis_handle", QByteArray()}},
+        reply(r, 0x02, {{"status", u8(resultCode(status))}, {"cig_id", u8(cigId)}, {"cis_count", u8(count)}, {"cis_handle", QByteArray()}},
               {status, why});
     };
     Group group;
@@ -450,7 +450,7 @@ void IsoEngine::removeGroup(const Request& r)
         verdict = {VirtualDongle::StatusDisallowed, QStringLiteral("CIG %1 has a stream being created or standing").arg(cigId)};
     else
         m_groups.erase(quint8(cigId));
-    reply(r, 0x04, {{"status", u8(verdict.status)}, {"cig_id", u8(cigId)}}, verdict);
+    reply(r, 0x04, {{"status", u8(resultCode(verdict.status))}, {"cig_id", u8(cigId)}}, verdict);
 }
 
 // The host answers the far end's request that DD@06@10 told it of. A refusal tells the far end
@@ -483,6 +483,25 @@ void IsoEngine::disconnect(const Request& r)
     streamsOf(stream->condix)->terminate(stream->key, Link::ReasonRemoteUser);
 }
 
+// A result carries the controller's verdict, its HCI code moved past the host's by 144; an ack
+// carries the host's own code for the same fault.
+quint8 IsoEngine::resultCode(quint8 status)
+{
+    switch (status) {
+    case VirtualDongle::StatusInvalidParam:
+        return VirtualDongle::LinkLayerStatusBase + 0x12; // invalid HCI command parameters
+    case VirtualDongle::StatusInvalidHandle:
+    case VirtualDongle::StatusListItemNotFound:
+        return VirtualDongle::LinkLayerStatusBase + 0x02; // unknown connection identifier
+    case VirtualDongle::StatusDisallowed:
+        return VirtualDongle::LinkLayerStatusBase + 0x0C; // command disallowed
+    case VirtualDongle::StatusNoResources:
+        return VirtualDongle::LinkLayerStatusBase + 0x07; // memory capacity exceeded
+    default:
+        return status;
+    }
+}
+
 IsoEngine::Verdict IsoEngine::notStanding(quint16 handle)
 {
     return {VirtualDongle::StatusInvalidHandle, QStringLiteral("CIS %1 does not stand").arg(hexText(handle))};
@@ -501,7 +520,7 @@ void IsoEngine::changePath(const Request& r, quint8 result, const std::function<
     const quint16 handle = quint16(r.number(QStringLiteral("cis_connect_handle")));
     Stream* stream = established(handle);
     const Verdict verdict = stream ? change(*stream) : notStanding(handle);
-    reply(r, result, {{"status", u8(verdict.status)}, {"connection_handle", le16(handle)}}, verdict);
+    reply(r, result, {{"status", u8(resultCode(verdict.status))}, {"connection_handle", le16(handle)}}, verdict);
 }
 
 // Each direction, input (host to controller) and output, is set up by any data path id but 0xFF.
@@ -548,7 +567,7 @@ void IsoEngine::readTxSync(const Request& r)
         verdict = {VirtualDongle::StatusDisallowed, QStringLiteral("no SDU has gone on CIS %1 yet").arg(hexText(handle))};
     const bool known = verdict.status == 0;
     reply(r, 0x01,
-          {{"status", u8(verdict.status)},
+          {{"status", u8(resultCode(verdict.status))},
            {"connection_handle", le16(handle)},
            {"packet_sn", le16(known ? stream->sequence : 0)},
            {"time_stamp", le(known ? stream->timeStamp : 0, 4)},

@@ -100,6 +100,7 @@ private:
     void changePath(const Request& r, quint8 result, const std::function<Verdict(Stream& stream)>& change);
     // DD@06@03: a stream that stands, or a request that ended without one.
     void report(quint16 handle, quint8 status, const IsoStreams::Stream* stream = nullptr);
+    static quint8 resultCode(quint8 status);
 
     void setGroup(const Request& r);
     void create(const Request& r);

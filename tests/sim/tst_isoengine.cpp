@@ -96,7 +96,7 @@ private slots:
         const QString ack = ackFrame("06@02") + " | ";
         const auto refused = [&](const char* name, const QString& command, int cigId, int count, const char* why) {
             QTest::newRow(name) << QStringList{command}
-                                << ack + setGroupVerdict(1, cigId, count) + " | log: CIG Parameter Set: " + why;
+                                << ack + setGroupVerdict(162, cigId, count) + " | log: CIG Parameter Set: " + why;
         };
         refused("CIG id past 0xEF", cigSet(0xF0, {cis(1)}), 0xF0, 1, "CIG id 240 past 0xEF");
         refused("SDU interval below 255 us", cigSet(1, {cis(1)}, 254), 1, 1, "SDU interval 254 us outside 255 to 1048575");
@@ -115,7 +115,7 @@ private slots:
         QTest::newRow("a fifth group")
             << QStringList{cigSet(1, {}), cigSet(2, {}), cigSet(3, {}), cigSet(4, {}), cigSet(5, {})}
             << ack + setGroupVerdict(0, 1, 0) + " | " + ack + setGroupVerdict(0, 2, 0) + " | " + ack + setGroupVerdict(0, 3, 0)
-                   + " | " + ack + setGroupVerdict(0, 4, 0) + " | " + ack + setGroupVerdict(16, 5, 0)
+                   + " | " + ack + setGroupVerdict(0, 4, 0) + " | " + ack + setGroupVerdict(151, 5, 0)
                    + " | log: CIG Parameter Set: 4 CIGs are set already";
         QStringList sixteen;
         for (int id = 0; id < 16; ++id)
@@ -124,10 +124,10 @@ private slots:
         for (int handle = 0x100; handle < 0x110; ++handle)
             handles << handle;
         QTest::newRow("a 17th stream") << QStringList{cigSet(1, sixteen), cigSet(2, {cis(1)})}
-                                       << ack + setGroupVerdict(0, 1, 16, handles) + " | " + ack + setGroupVerdict(16, 2, 1)
+                                       << ack + setGroupVerdict(0, 1, 16, handles) + " | " + ack + setGroupVerdict(151, 2, 1)
                                               + " | log: CIG Parameter Set: 17 streams in all, 16 at most";
         QTest::newRow("Remove CIG of a group not set") << QStringList{frame("AA 06 04", "07")}
-            << ackFrame("06@04") + " | " + frame("DD 06 04", "09 07") + " | log: Remove CIG: CIG 7 is not set";
+            << ackFrame("06@04") + " | " + frame("DD 06 04", "92 07") + " | log: Remove CIG: CIG 7 is not set";
         QTest::newRow("Create CIS of no stream, of a handle no group gave, on no link")
             << QStringList{frame("AA 06 03", "00"), createCis(0x100), cigSet(1, {cis(1)}), createCis(0x100, 2)}
             << ackFrame("06@03", 1) + " | log: Create CIS: 0 bytes for 0 streams of 3 | " + ackFrame("06@03", 4)
@@ -136,8 +136,8 @@ private slots:
         QTest::newRow("a stream that does not stand")
             << QStringList{handleCommand("AA 06 0B", 0x100, "F6 F6"), handleCommand("AA 06 01", 0x100),
                            handleCommand("AA 06 0D", 0x100), sendIso(0x100, "A"), handleCommand("AA 06 05", 0x100)}
-            << ackFrame("06@0B") + " | " + frame("DD 06 09", "04 00 01") + " | log: Setup ISO data path: CIS 0x0100 does not stand | "
-                   + ackFrame("06@01") + " | " + frame("DD 06 01", "04 00 01 00 00 00 00 00 00 00 00 00 00")
+            << ackFrame("06@0B") + " | " + frame("DD 06 09", "92 00 01") + " | log: Setup ISO data path: CIS 0x0100 does not stand | "
+                   + ackFrame("06@01") + " | " + frame("DD 06 01", "92 00 01 00 00 00 00 00 00 00 00 00 00")
                    + " | log: Read ISO TX Sync: CIS 0x0100 does not stand | " + ackFrame("06@0D", 4)
                    + " | log: Disconnect CIS: CIS 0x0100 does not stand | " + ackFrame("06@0E", 4)
                    + " | log: Send ISO data: CIS 0x0100 does not stand | " + ackFrame("06@05", 4)
@@ -179,7 +179,7 @@ private slots:
         // Before any SDU of the host the stack has no time to tell; then the sensor's SDUs come,
         // one each 10 ms, with the pattern of their sequence numbers.
         dongle.feed(hex(handleCommand("AA 06 01", 0x100)));
-        QCOMPARE(await(0, "DD@06@01").at(5), char(15));
+        QCOMPARE(await(0, "DD@06@01").at(5), char(156));
         dongle.feed(hex(handleCommand("AA 06 0B", 0x100, "F6 F6")));
         QCOMPARE(await(0, "DD@06@09").toHex(' '), frame("DD 06 09", "00 00 01").toLatin1());
         QTRY_VERIFY_WITH_TIMEOUT(framesOf(m_up[0], "DD@06@0F").size() >= 3, 5000);
@@ -209,7 +209,7 @@ private slots:
         // A group is set only while none of its streams stands.
         m_up[0].clear();
         dongle.feed(hex(frame("AA 06 04", "01")));
-        QCOMPARE(await(0, "DD@06@04").toHex(' '), frame("DD 06 04", "0F 01").toLatin1());
+        QCOMPARE(await(0, "DD@06@04").toHex(' '), frame("DD 06 04", "9C 01").toLatin1());
         dongle.feed(hex(handleCommand("AA 06 0D", 0x100)));
         QCOMPARE(await(0, "DD@06@0B").toHex(' '), frame("DD 06 0B", "00 01 16").toLatin1());
         m_up[0].clear();
