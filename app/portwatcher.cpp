@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFileSystemWatcher>
 
+#include <utility>
+
 #include "link/portregistry.h"
 
 PortWatcher::PortWatcher(QObject* parent, int intervalMs)
@@ -15,10 +17,18 @@ PortWatcher::PortWatcher(QObject* parent, int intervalMs)
     connect(m_fsWatcher, &QFileSystemWatcher::directoryChanged, this, &PortWatcher::check);
     connect(&m_timer, &QTimer::timeout, this, &PortWatcher::check);
     watchFolders();
+    m_listerContext = new QObject;
+    m_listerContext->moveToThread(&m_lister);
+    connect(&m_lister, &QThread::finished, m_listerContext, &QObject::deleteLater);
+    m_lister.start();
     m_timer.start(intervalMs);
 }
 
-PortWatcher::~PortWatcher() = default;
+PortWatcher::~PortWatcher()
+{
+    m_lister.quit();
+    m_lister.wait();
+}
 
 void PortWatcher::watchFolders()
 {
@@ -31,7 +41,22 @@ void PortWatcher::watchFolders()
 void PortWatcher::check()
 {
     watchFolders();
-    const QStringList now = PortRegistry::availablePorts();
+    if (m_listing) {
+        m_checkAgain = true;
+        return;
+    }
+    m_listing = true;
+    QMetaObject::invokeMethod(m_listerContext, [this] {
+        const QStringList now = PortRegistry::availablePorts();
+        QMetaObject::invokeMethod(this, [this, now] { compare(now); }, Qt::QueuedConnection);
+    }, Qt::QueuedConnection);
+}
+
+void PortWatcher::compare(const QStringList& now)
+{
+    m_listing = false;
+    if (std::exchange(m_checkAgain, false))
+        check();
     if (now == m_ports)
         return;
     const QStringList before = m_ports;

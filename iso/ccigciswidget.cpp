@@ -322,14 +322,15 @@ void CCigCisWidget::setCigProc(const QByteArray& frame)
         return;
     cigParameter cig = m_cigModel->at(row);
     QVector<cisParameter> streams = cisByCig.value(cig.cig_id);
+    // Logged before the box: a reset may remove the page while the box is up.
     if (numberOf(fields, "cig_id") != cig.cig_id.toULongLong()) {
-        showError(QStringLiteral("The returned cig ID is wrong in set CIG command."));
         m_logger->log(QStringLiteral("CIG ID sended is not equal to the response CIG ID."), 4);
+        showError(QStringLiteral("The returned cig ID is wrong in set CIG command."));
         return;
     }
     if (numberOf(fields, "cis_count") != quint64(streams.size())) {
-        showError(QStringLiteral("The returned cis count is wrong in set CIG command."));
         m_logger->log(QStringLiteral("CIS Count sended is not equal to the response CIS Count."), 4);
+        showError(QStringLiteral("The returned cis count is wrong in set CIG command."));
         return;
     }
     if (!succeeded(frame, fields))
@@ -413,6 +414,8 @@ void CCigCisWidget::createCisProc(const QByteArray& frame)
     if (!cig)
         return;
     const quint16 handle = quint16(numberOf(fields, "cis_connection_handle"));
+    if (handle == kPlaceholder)
+        return;
     QVector<cisParameter> streams = m_cisModel->rows();
     for (cisParameter& stream : streams) {
         if (stream.connection_handle != QString::number(handle))

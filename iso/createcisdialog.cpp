@@ -63,7 +63,9 @@ void createCISDialog::on_pushButton_ok_clicked()
             condixes.append(condix->currentText());
     }
     if (handles.size() != condixes.size()) {
-        CFlatMessage::information(this, QStringLiteral("ERROR"), QStringLiteral("Get cis data error"));
+        // Not a child of this dialog: the page that owns it may go while the box is up.
+        CFlatMessage::information(parentWidget() ? parentWidget()->window() : nullptr,
+                                  QStringLiteral("ERROR"), QStringLiteral("Get cis data error"));
         return;
     }
     QByteArray streams;

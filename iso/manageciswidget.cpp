@@ -6,6 +6,7 @@
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QIntValidator>
+#include <QPointer>
 
 #include "app/flat/cflatmessage.h"
 #include "iso/receivedatatablemodel.h"
@@ -206,8 +207,11 @@ void manageCISWidget::on_pushButton_clear_clicked()
 void manageCISWidget::on_pushButton_save_clicked()
 {
     const QString source = receiveFilePath();
+    const QPointer<manageCISWidget> self(this);
     const QString target = QFileDialog::getSaveFileName(dialogParent(), QStringLiteral("Save File..."), startDir(),
                                                         QStringLiteral("save(*.txt)"));
+    if (!self)
+        return;
     if (target.isEmpty()) {
         m_logger->log(QStringLiteral("Save File Error!"), 4);
         return;
@@ -270,7 +274,10 @@ void manageCISWidget::on_pushButton_send_clicked()
 
 void manageCISWidget::on_pushButton_sendFile_clicked()
 {
+    const QPointer<manageCISWidget> self(this);
     const QString path = QFileDialog::getOpenFileName(dialogParent(), QStringLiteral("Open ISO Data File"), startDir());
+    if (!self)
+        return;
     QFile file(path);
     if (path.isEmpty() || !file.exists() || !file.open(QIODevice::ReadOnly)) {
         showError(QStringLiteral("The ISO send file is wrong."));
@@ -291,8 +298,6 @@ void manageCISWidget::on_pushButton_sendFile_clicked()
     }
     sendIsoData(fields);
     lastPath = path;
-    if (m_settings)
-        m_settings->insert(QLatin1String(kPathSetting), lastPath);
 }
 
 void manageCISWidget::sendOrRepeat(const FieldValueMap& fields)

@@ -74,8 +74,9 @@ private:
     void sendIsoData(const FieldValueMap& fields);
     QString startDir() const;
     QString receiveDir() const;
-    // The stream may end while a box runs its own event loop: a box that is a child of the page
-    // would be deleted under its own exec().
+    // The stream may end while a box or a file dialog runs its own event loop: a box that is a
+    // child of the page would be deleted under its own exec(), and a slot that opened a file
+    // dialog checks that the page still stands when the dialog returns.
     QWidget* dialogParent() { return window(); }
     void showError(const QString& text);
 

@@ -295,7 +295,7 @@ void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
         const double perLineMs = std::max(double(cost.nsecsElapsed()) / 1e6 / lines.size(), 1e-3);
         const int fits = int(BatchBudgetMs / perLineMs);
         const int cap = m_maxLines > 0 ? m_maxLines : 2000;
-        m_batchLines = std::clamp((m_batchLines + fits) / 2, 50, cap);
+        m_batchLines = std::clamp((m_batchLines + fits) / 2, int(MinBatchLines), cap);
     }
 }
 

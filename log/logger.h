@@ -78,6 +78,9 @@ public:
     // Unless a whole batch waits, batches come no closer than this, so that a steady trickle
     // of lines does not re-lay out the pane once per line.
     static constexpr int BatchIntervalMs = 25;
+    // The fewest lines a batch takes: long entries (a frame's every field) cost milliseconds
+    // each, so that a floor much above this would itself pass the budget.
+    static constexpr int MinBatchLines = 5;
 
     // The pane is not owned. Its document's block limit, set before, bounds the backlog too:
     // lines beyond it would leave the pane as soon as they entered.

@@ -289,6 +289,33 @@ private slots:
         QVERIFY(!m_page->hasCig());
         QCOMPARE(m_page->cisModel()->rowCount(), 0);
     }
+
+    // The stream may end while its page waits in a file dialog: the page goes, and the dialog's
+    // return finds nothing to answer.
+    void streamEndsUnderAFileDialog()
+    {
+        configuredGroup();
+        m_page->onRcvMsg(cisCreated(257));
+        QPointer<manageCISWidget> stream = m_page->manageCisPages().value(257);
+        std::unique_ptr<ModalCatcher> boxes;
+        whenModal([this, &stream, &boxes](QWidget* picker) {
+            m_page->onRcvMsg(iso(0xDD, 0x0B, le16(257) + char(0x13)));
+            // The user closes the dialog later, once its own loop has run the deletion; a box
+            // that came after it would be caught.
+            auto* later = new QTimer(picker);
+            connect(later, &QTimer::timeout, picker, [picker, &stream, &boxes] {
+                if (stream)
+                    return;
+                boxes = std::make_unique<ModalCatcher>();
+                picker->close();
+            });
+            later->start(5);
+        });
+        stream->findChild<QPushButton*>("pushButton_sendFile")->click();
+        QVERIFY(!stream && boxes);
+        QCOMPARE(boxes->shown, QStringList());
+        QVERIFY(m_bench->log->contains("Disconnect CIS succeed.", 2));
+    }
 };
 
 QTEST_MAIN(TestCCigCisWidget)
