@@ -33,8 +33,8 @@ void setUpTable(QTableView* view, QAbstractItemModel* model)
     view->setSelectionMode(QAbstractItemView::SingleSelection);
     view->verticalHeader()->hide();
     view->verticalHeader()->setDefaultSectionSize(25);
+    // Every column as wide as its widest text, the status beside it, not pushed to the far edge.
     view->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    view->horizontalHeader()->setStretchLastSection(true);
 }
 
 } // namespace
