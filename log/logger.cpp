@@ -146,6 +146,18 @@ TextBrowserLogger::TextBrowserLogger(const QString& name, QTextEdit* textBrowser
     if (textBrowser) {
         m_maxLines = textBrowser->document()->maximumBlockCount();
         textBrowser->installEventFilter(this);
+        QScrollBar* const bar = textBrowser->verticalScrollBar();
+        connect(bar, &QScrollBar::valueChanged, this, [this, bar](int value) {
+            if (!m_followingEnd)
+                m_follow = value >= bar->maximum();
+        });
+        connect(bar, &QScrollBar::rangeChanged, this, [this, bar](int, int maximum) {
+            if (!m_follow)
+                return;
+            m_followingEnd = true;
+            bar->setValue(maximum);
+            m_followingEnd = false;
+        });
     }
 }
 
@@ -263,14 +275,12 @@ void TextBrowserLogger::flush()
         m_batchTimer.start(left >= m_batchLines ? 0 : BatchIntervalMs);
 }
 
-// As QTextEdit::append does for each line: a block of its own, and the view follows the end
-// only if it stood there; but one edit block, so one re-layout, for the whole batch.
+// As QTextEdit::append does for each line: a block of its own; but one edit block, so one
+// re-layout, for the whole batch. The view follows the end by the scroll bar's range.
 void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
 {
     QElapsedTimer cost;
     cost.start();
-    QScrollBar* const bar = pane->verticalScrollBar();
-    const bool atBottom = bar->value() >= bar->maximum();
     QTextDocument* const document = pane->document();
     QTextCursor cursor(document);
     cursor.beginEditBlock();
@@ -286,8 +296,6 @@ void TextBrowserLogger::appendLines(QTextEdit* pane, const QStringList& lines)
         html += QLatin1String("<div>") + line + QLatin1String("</div>");
     cursor.insertHtml(html);
     cursor.endEditBlock();
-    if (atBottom)
-        bar->setValue(bar->maximum());
     m_sinceFlush.start();
 
     // Only a full batch tells what a line costs: a small one is mostly the fixed re-layout.

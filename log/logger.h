@@ -117,6 +117,10 @@ private:
     bool m_flushDue = false;
     QElapsedTimer m_sinceFlush;
     QTimer m_batchTimer;
+    // The view follows the end until the user scrolls away from it, and again once the user
+    // comes back: a re-layout that moves the end (a narrower pane wraps more) does not stop it.
+    bool m_follow = true;
+    bool m_followingEnd = false;
     // Lines a batch takes, learnt from what the last ones cost.
     int m_batchLines = 250;
 };

@@ -145,12 +145,15 @@ private slots:
     void paneFollowsTheEndOnlyFromTheBottom_data()
     {
         QTest::addColumn<bool>("atBottom");
-        QTest::newRow("at the bottom, it follows") << true;
-        QTest::newRow("scrolled up, it stays") << false;
+        QTest::addColumn<bool>("narrowed");
+        QTest::newRow("at the bottom, it follows") << true << false;
+        QTest::newRow("at the bottom and narrowed, it follows") << true << true;
+        QTest::newRow("scrolled up, it stays") << false << false;
     }
     void paneFollowsTheEndOnlyFromTheBottom()
     {
         QFETCH(bool, atBottom);
+        QFETCH(bool, narrowed);
         LoggedPane p(true);
         p.pane.resize(400, 200);
         const auto writeLines = [&] {
@@ -162,6 +165,9 @@ private slots:
         QScrollBar* bar = p.browser()->verticalScrollBar();
         bar->setValue(atBottom ? bar->maximum() : bar->maximum() / 2);
         const int before = bar->value();
+        // Wrapping more moves the end away from where the view stood.
+        if (narrowed)
+            p.pane.resize(120, 200);
         writeLines();
         QCOMPARE(bar->value(), atBottom ? bar->maximum() : before);
         QVERIFY(bar->maximum() > before);
