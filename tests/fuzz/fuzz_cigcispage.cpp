@@ -1,8 +1,6 @@
 // A run of isochronous uplinks into the CIG/CIS page, between them the user's hand: groups and
 // streams added, rows pressed, streams ticked, the group set, streams created and disconnected,
-// rows removed, data sent from the stream page shown. Input: records of [what][length][payload],
-// the length one byte; a `what` past the uplinks is an action, its payload's first byte its
-// argument.
+// rows removed, data sent from the stream page shown. Input: the records of playPageRecords.
 
 #include <QPushButton>
 #include <QTextEdit>
@@ -24,7 +22,6 @@ namespace {
 // The uplinks the page handles.
 const char* const kIds[] = {"BB0601", "BB0602", "BB0603", "BB0604", "BB060B", "BB060C", "BB060D", "BB060E",
                             "DD0602", "DD0603", "DD060B", "DD0604", "DD0601", "DD0609", "DD060A", "DD060F"};
-constexpr int kUplinks = sizeof kIds / sizeof *kIds;
 enum Action { AddCig, AddCis, PressCig, PressCis, TickCis, Click, SendTyped, ActionCount };
 const char* const kButtons[] = {"toolButton_setCIG",    "toolButton_createCIS", "toolButton_disconnect",
                                 "toolButton_removeCIS", "toolButton_removeCIG", "toolButton_editCIG"};
@@ -95,15 +92,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     auto page = std::make_unique<CCigCisWidget>(&g_link->msg, &g_link->logger, nullptr, &g_link->name,
                                                 &g_link->masterCondixes);
     FuzzInput input(data, size);
-    while (!input.atEnd()) {
-        const int what = input.byte() % (kUplinks + ActionCount);
-        const QByteArray payload = input.bytes(input.byte());
-        if (what >= kUplinks) {
-            act(*page, what - kUplinks, payload.isEmpty() ? 0 : quint8(payload.at(0)));
-            continue;
-        }
-        page->onRcvMsg(uplinkFrame(kIds[what], payload));
-    }
+    playPageRecords(input, kIds, ActionCount, [&page](const QByteArray& frame) { page->onRcvMsg(frame); },
+                    [&page](int action, quint8 argument) { act(*page, action, argument); });
     page.reset();
     QCoreApplication::processEvents();
     return 0;

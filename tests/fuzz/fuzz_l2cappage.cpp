@@ -1,7 +1,6 @@
 // A run of L2CAP uplinks into one connection's L2CAP tab, between them the user's hand: a channel
 // row pressed, the disconnect button, typed data sent, credits handed back, the peer's requests
-// answered. Input: records of [what][length][payload], the length one byte; a `what` past the
-// uplinks is an action, its payload's first byte its argument.
+// answered. Input: the records of playPageRecords.
 
 #include <QListWidget>
 #include <QPushButton>
@@ -23,7 +22,6 @@ namespace {
 // The uplinks the tab handles.
 const char* const kIds[] = {"BB0401", "DD0402", "BB0403", "DD0404", "DD0406", "BB0701",
                             "DD040A", "BB040B", "DD040C", "DD0415", "BB0413", "DD0414"};
-constexpr int kUplinks = sizeof kIds / sizeof *kIds;
 enum Action { PressRow, ClickDisconnect, SendTyped, SendCredit, AnswerRequests, ActionCount };
 
 struct Link
@@ -78,15 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     auto tab = std::make_unique<CL2capWidget>(0, &g_link->msg, &g_link->logger, &g_link->name);
     FuzzInput input(data, size);
-    while (!input.atEnd()) {
-        const int what = input.byte() % (kUplinks + ActionCount);
-        const QByteArray payload = input.bytes(input.byte());
-        if (what >= kUplinks) {
-            act(*tab, what - kUplinks, payload.isEmpty() ? 0 : quint8(payload.at(0)));
-            continue;
-        }
-        tab->onRcvMsg(uplinkFrame(kIds[what], payload));
-    }
+    playPageRecords(input, kIds, ActionCount, [&tab](const QByteArray& frame) { tab->onRcvMsg(frame); },
+                    [&tab](int action, quint8 argument) { act(*tab, action, argument); });
     tab.reset();
     QCoreApplication::processEvents();
     return 0;

@@ -1,6 +1,5 @@
 // The Slave page under a run of its uplinks, mixed with the user's hand: sets added, rows
-// pressed, the start and delete buttons. Input: steps of [what][length][payload], the length one
-// byte; a "what" past the uplinks is a user action, its payload's first byte its argument.
+// pressed, the start and delete buttons. Input: the records of playPageRecords.
 
 #include <QPushButton>
 #include <QTableView>
@@ -17,7 +16,6 @@ namespace {
 // The uplinks the page handles.
 const char* const kIds[] = {"BB0123", "BB012B", "BB0131", "BB0125", "BB012D", "BB0133", "BB0127",
                             "BB0129", "BB012F", "BB0135", "DD0128", "DD012A"};
-constexpr int kUplinks = sizeof kIds / sizeof *kIds;
 const char* const kKinds[] = {CAdvBaseWidget::LegacyKind, CAdvBaseWidget::ExtendedKind, CAdvBaseWidget::PeriodicKind};
 enum Action { AddSet, PressRow, ClickStart, ClickDelete, ActionCount };
 
@@ -67,15 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     advertisingWidget& page = g_page->page;
     page.reset();
     FuzzInput input(data, size);
-    while (!input.atEnd()) {
-        const int what = input.byte() % (kUplinks + ActionCount);
-        const QByteArray payload = input.bytes(input.byte());
-        if (what >= kUplinks) {
-            act(page, what - kUplinks, payload.isEmpty() ? 0 : quint8(payload.at(0)));
-            continue;
-        }
-        page.onRcvMsg(uplinkFrame(kIds[what], payload));
-    }
+    playPageRecords(input, kIds, ActionCount, [&page](const QByteArray& frame) { page.onRcvMsg(frame); },
+                    [&page](int action, quint8 argument) { act(page, action, argument); });
     QCoreApplication::processEvents();
     return 0;
 }

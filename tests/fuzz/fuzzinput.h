@@ -43,3 +43,19 @@ inline QByteArray uplinkFrame(const char* idHex, const QByteArray& payload)
     frame += '\0';
     return frame + payload;
 }
+
+// Plays a page's run: records of [what][length][payload], the length one byte. A `what` below
+// the count of uplink ids sends that uplink with the payload; past them it is one of `actions`,
+// the payload's first byte its argument.
+template <size_t Uplinks, class Receive, class Act>
+void playPageRecords(FuzzInput& input, const char* const (&ids)[Uplinks], int actions, Receive receive, Act act)
+{
+    while (!input.atEnd()) {
+        const int what = input.byte() % int(Uplinks + size_t(actions));
+        const QByteArray payload = input.bytes(input.byte());
+        if (what >= int(Uplinks))
+            act(what - int(Uplinks), payload.isEmpty() ? quint8(0) : quint8(payload.at(0)));
+        else
+            receive(uplinkFrame(ids[what], payload));
+    }
+}
