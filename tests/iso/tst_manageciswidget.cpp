@@ -108,19 +108,6 @@ private slots:
         expectSent(sendIso(sent));
     }
 
-    // The length's digits are hex, and no byte reaches 255.
-    void randomData()
-    {
-        m_page->setStreamParameters("10000", "100");
-        child<QCheckBox>("checkBox_random")->click();
-        QVERIFY(!child<CValidateTextEdit>("textEdit_sendData")->isEnabled());
-        child<QLineEdit>("lineEdit_randomLength")->setText("20");
-        child<QPushButton>("pushButton_send")->click();
-        const QByteArray frame = m_bench->pty.read(5 + 4 + 32 + 1);
-        QCOMPARE(frame.mid(0, 9).toHex(), QByteArray("aa06") + "0e" + "2400" + "2c01" + "2000");
-        QVERIFY(!frame.mid(9, 32).contains(char(0xFF)));
-    }
-
     // "10" times is sixteen frames; a second Send during the run is refused and the run goes on.
     void repeatedSends()
     {
