@@ -22,6 +22,8 @@
 #include "log/clogwidget.h"
 #include "log/logger.h"
 #include "log/logmanager.h"
+#include "rftest/cidtwidget.h"
+#include "rftest/clcpwidget.h"
 #include "schema/ccfgfileparse.h"
 #include "schema/ccommand.h"
 #include "schema/cutil.h"
@@ -255,6 +257,7 @@ void MainDongleWidget::onConnectionStatusChanged(bool connectionStatus)
     setToolsEnabled(connectionStatus);
     if (!connectionStatus) {
         m_heartBeat->stop();
+        resetModePages();
         return;
     }
     m_heartBeat->restart();
@@ -350,6 +353,7 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
         else if (qobject_cast<CLayerWidget*>(page))
             removePageTab(index);
     }
+    resetModePages();
     ui->tabWidget->setCurrentIndex(0);
     if (m_connectionWidget)
         m_connectionWidget->reset();
@@ -360,6 +364,19 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
     if (!m_downloadStarted)
         m_heartBeat->restart();
     sendStartupSequence();
+}
+
+// The test modes ended with the dongle's reset or loss; their pages stay, ready to start again.
+void MainDongleWidget::resetModePages()
+{
+    if (m_lcpOpen && m_lcpPage) {
+        m_logger->log("Reset LCP Dlg", 1);
+        m_lcpPage->reset();
+    }
+    if (m_idtOpen && m_idtPage) {
+        m_logger->log("Reset IDT Dlg", 1);
+        m_idtPage->reset();
+    }
 }
 
 void MainDongleWidget::sendStartupSequence()
@@ -683,14 +700,13 @@ QToolButton* MainDongleWidget::addCloseButton(int index, const QString& toolTip)
     return close;
 }
 
-// The test-mode tabs hold plain pages until their modes are built.
 void MainDongleWidget::on_toolButton_lcp_clicked()
 {
     m_logger->log("click lcp", 1);
     if (m_lcpOpen)
         return;
     m_lcpOpen = true;
-    m_lcpPage = new QWidget;
+    m_lcpPage = new CLCPwidget(m_msg, m_logger, &m_dongleName);
     emit sig_OpenLCP(QString::asprintf("%-10s", "LCP"), m_lcpPage);
 }
 
@@ -700,48 +716,56 @@ void MainDongleWidget::on_toolButton_idt_clicked()
     if (m_idtOpen)
         return;
     m_idtOpen = true;
-    m_idtPage = new QWidget;
+    m_idtPage = new CIDTwidget(m_msg, m_logger, &m_dongleName);
     emit sig_OpenIDT(QString::asprintf("%-10s", "IDT"), m_idtPage);
 }
 
-void MainDongleWidget::onOpenLCP(const QString& strName, QWidget* pDialog)
+void MainDongleWidget::onOpenLCP(const QString& strName, CLCPwidget* pDialog)
 {
-    openModeTab(strName, pDialog, "close LCP", &MainDongleWidget::onCloseLCP);
+    openModeTab(strName, pDialog, "close LCP", &MainDongleWidget::onCloseLCP, &CMsg::sig_rcvLCPMsg);
 }
 
-void MainDongleWidget::onOpenIDT(const QString& strName, QWidget* pDialog)
+void MainDongleWidget::onOpenIDT(const QString& strName, CIDTwidget* pDialog)
 {
-    openModeTab(strName, pDialog, "close IDT", &MainDongleWidget::onCloseIDT);
+    openModeTab(strName, pDialog, "close IDT", &MainDongleWidget::onCloseIDT, &CMsg::sig_rcvIDTMsg);
 }
 
-void MainDongleWidget::openModeTab(const QString& name, QWidget* page, const QString& toolTip,
-                                   void (MainDongleWidget::*close)())
+void MainDongleWidget::openModeTab(const QString& name, CRfTestWidget* page, const QString& toolTip,
+                                   void (MainDongleWidget::*close)(), void (CMsg::*received)(QByteArray))
 {
     const int index = ui->tabWidget->addTab(page, name);
     ui->tabWidget->setCurrentIndex(index);
     connect(addCloseButton(index, toolTip), &QToolButton::clicked, this, close);
+    connect(page, &CRfTestWidget::sig_showDongleTab, this, &MainDongleWidget::showThisDongleTab);
+    connect(m_msg, received, page, &CRfTestWidget::onRcvMsg);
 }
 
 void MainDongleWidget::onCloseLCP()
 {
     m_logger->log("click close LCP", 1);
-    closeModeTab(m_lcpPage, m_lcpOpen);
+    closeModeTab(m_lcpPage, &CMsg::sig_rcvLCPMsg);
+    m_lcpPage = nullptr;
+    m_lcpOpen = false;
 }
 
 void MainDongleWidget::onCloseIDT()
 {
     m_logger->log("click close IDT", 1);
-    closeModeTab(m_idtPage, m_idtOpen);
+    closeModeTab(m_idtPage, &CMsg::sig_rcvIDTMsg);
+    m_idtPage = nullptr;
+    m_idtOpen = false;
 }
 
-void MainDongleWidget::closeModeTab(QWidget*& page, bool& open)
+// The mode is stopped on the dongle while the page can still send.
+void MainDongleWidget::closeModeTab(CRfTestWidget* page, void (CMsg::*received)(QByteArray))
 {
     const int index = page ? ui->tabWidget->indexOf(page) : -1;
-    if (index >= 0)
+    if (index >= 0) {
+        page->stop();
+        disconnect(m_msg, received, page, &CRfTestWidget::onRcvMsg);
         removePageTab(index);
-    page = nullptr;
+    }
     ui->tabWidget->setCurrentIndex(0);
-    open = false;
 }
 
 void MainDongleWidget::removePageTab(int index)

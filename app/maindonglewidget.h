@@ -11,9 +11,12 @@ class advertisingWidget;
 class CCigCisWidget;
 class CConnectionWidget;
 class CHeartBeat;
+class CIDTwidget;
 class CLayerWidget;
+class CLCPwidget;
 class CLogWidget;
 class CRegisterPSMDialog;
+class CRfTestWidget;
 class CMsg;
 class CSelectDongleDialog;
 class LogManager;
@@ -60,8 +63,8 @@ signals:
     void sig_pairEnable(bool pairEnable);
     void showThisDongleTab(QString dongleName);
     void updateDongleName(MainDongleWidget* widget, QString dongleName);
-    void sig_OpenLCP(QString strName, QWidget* pDialog);
-    void sig_OpenIDT(QString strName, QWidget* pDialog);
+    void sig_OpenLCP(QString strName, CLCPwidget* pDialog);
+    void sig_OpenIDT(QString strName, CIDTwidget* pDialog);
 
 public slots:
     void on_configDongleName(const QString& dongleName);
@@ -80,8 +83,8 @@ public slots:
     void on_toCIGCISWidget();
     void onCloseTabButtonClicked();
     void onTabWidgetCurrentChanged(int index);
-    void onOpenLCP(const QString& strName, QWidget* pDialog);
-    void onOpenIDT(const QString& strName, QWidget* pDialog);
+    void onOpenLCP(const QString& strName, CLCPwidget* pDialog);
+    void onOpenIDT(const QString& strName, CIDTwidget* pDialog);
     void onCloseLCP();
     void onCloseIDT();
 
@@ -115,8 +118,10 @@ private:
     // Removes the tab of a page that the Master page opened, and lets it open another.
     void removeMasterPageTab(int index);
     QToolButton* addCloseButton(int index, const QString& toolTip);
-    void openModeTab(const QString& name, QWidget* page, const QString& toolTip, void (MainDongleWidget::*close)());
-    void closeModeTab(QWidget*& page, bool& open);
+    void openModeTab(const QString& name, CRfTestWidget* page, const QString& toolTip,
+                     void (MainDongleWidget::*close)(), void (CMsg::*received)(QByteArray));
+    void closeModeTab(CRfTestWidget* page, void (CMsg::*received)(QByteArray));
+    void resetModePages();
     int slaveTabIndex() const;
     bool isAirActionOn() const;
 
@@ -126,8 +131,8 @@ private:
     CConnectionWidget* m_connectionWidget = nullptr;
     advertisingWidget* m_advertisingWidget = nullptr;
     CRegisterPSMDialog* m_registerPsmDialog = nullptr;
-    QWidget* m_lcpPage = nullptr;
-    QWidget* m_idtPage = nullptr;
+    CLCPwidget* m_lcpPage = nullptr;
+    CIDTwidget* m_idtPage = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;
     CLogWidget* m_dongleLogWidget = nullptr;
     CHeartBeat* m_heartBeat = nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "iso/isoparameters.h"
-#include "iso/recordtablemodel.h"
+#include "schema/recordtablemodel.h"
 
 // The groups of the CIG/CIS page, one a row.
 class CigDataTableModel : public RecordTableModel<cigParameter>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "iso/isoparameters.h"
-#include "iso/recordtablemodel.h"
+#include "schema/recordtablemodel.h"
 
 // The streams of the group shown, one a row; the user ticks those to create.
 class CisDataTableModel : public RecordTableModel<cisParameter>
