@@ -57,6 +57,15 @@ public:
             && lines == dongles;
     }
 
+    // Sends one control line; its answer, or an empty text when none came.
+    QString control(const QString& line)
+    {
+        m_process.write((line + QLatin1Char('\n')).toUtf8());
+        if (!waitFor([this] { return m_process.canReadLine(); }, 5000))
+            return QString();
+        return QString::fromUtf8(m_process.readLine()).trimmed();
+    }
+
     QTemporaryDir workdir;
 
 private:

@@ -253,7 +253,7 @@ void CRfTestWidget::updateEnabled()
 
 void CRfTestWidget::toggleMode()
 {
-    qDebug() << "click start" + QString::fromLatin1(m_profile.name).toLower();
+    qDebug().noquote() << "click start" + QString::fromLatin1(m_profile.name).toLower();
     if (!modeOn) {
         const QString message = validate(RfTestEditor::Mode);
         if (!message.isEmpty()) {

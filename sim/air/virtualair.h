@@ -8,6 +8,7 @@
 #include <QVector>
 
 #include "link.h"
+#include "rftestchannel.h"
 #include "virtualadvertiser.h"
 
 class WorldDevice;
@@ -37,6 +38,9 @@ public:
     // A central connects to the peer of an advertiser; both ends hear of it before this returns.
     void connectTo(const Link::Party& central, const VirtualAdvertiser& target, const Link::Parameters& parameters);
 
+    // The raw channel of the radio test modes.
+    RfTestChannel& rfTest() { return m_rfTest; }
+
 signals:
     void changed();
 
@@ -45,4 +49,5 @@ private:
 
     QVector<VirtualAdvertiser> m_advertisers;
     std::vector<std::unique_ptr<WorldDevice>> m_devices;
+    RfTestChannel m_rfTest;
 };

@@ -11,6 +11,7 @@
 #include "logflood.h"
 #include "proto/framereader.h"
 #include "proto/simframe.h"
+#include "rftestengine.h"
 #include "scannerengine.h"
 
 namespace {
@@ -60,9 +61,10 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
     m_l2cap = std::make_unique<L2capEngine>(*this, *m_connections);
     m_iso = std::make_unique<IsoEngine>(*this, *m_connections);
+    m_rfTest = std::make_unique<RfTestEngine>(*this);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
     m_engines = {m_localDevice.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
-                 m_gattClient.get(), m_l2cap.get(), m_iso.get()};
+                 m_gattClient.get(), m_l2cap.get(), m_iso.get(), m_rfTest.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -86,6 +88,15 @@ void VirtualDongle::powerCycle()
     m_flood->setRate(0);
     m_reset = false;
     m_muted = false;
+    m_mutedModules.clear();
+}
+
+void VirtualDongle::setModuleMuted(quint8 module, bool muted)
+{
+    if (muted)
+        m_mutedModules.insert(module);
+    else
+        m_mutedModules.remove(module);
 }
 
 void VirtualDongle::setStatus(const QString& commandId, quint8 status)
@@ -123,8 +134,12 @@ void VirtualDongle::feed(const QByteArray& bytes)
 
 void VirtualDongle::send(const QByteArray& frame)
 {
-    if (!frame.isEmpty())
-        emit uplink(frame);
+    if (frame.isEmpty())
+        return;
+    const quint8 header = quint8(frame.at(0));
+    if ((header == SimFrame::Ack || header == SimFrame::Data) && m_mutedModules.contains(quint8(frame.at(1))))
+        return;
+    emit uplink(frame);
 }
 
 // The stack answers Accept Create COC Request (04@07) with the ack of COC Request Reply (07@01),

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QString>
 #include <QVector>
 
@@ -25,6 +26,7 @@ class IsoEngine;
 class L2capEngine;
 class LocalDeviceEngine;
 class LogFlood;
+class RfTestEngine;
 class ScannerEngine;
 
 // One simulated dongle as a protocol engine: downlink bytes in, uplink frames out. It knows
@@ -64,6 +66,8 @@ public:
     // As if unplugged and plugged in again: state lost, nothing said until the first reset.
     void powerCycle();
     void setMuted(bool muted) { m_muted = muted; }
+    // No ack or result of the module goes up until it is unmuted, as from firmware that hangs.
+    void setModuleMuted(quint8 module, bool muted);
     // Every later ack of the command "MM@OO" carries this status; 0 restores normal answers.
     void setStatus(const QString& commandId, quint8 status);
     // Cut to the longest frame: past it the tool would read the text as garbage.
@@ -119,6 +123,7 @@ private:
     bool m_reset = false;
     bool m_muted = false;
     QHash<QString, quint8> m_statusOverride;
+    QSet<quint8> m_mutedModules;
     // Bytes the link may still carry for bulk traffic now.
     QElapsedTimer m_clock;
     double m_budget = 0;
@@ -132,5 +137,6 @@ private:
     std::unique_ptr<AdvertiserEngine> m_advertiser;
     std::unique_ptr<L2capEngine> m_l2cap;
     std::unique_ptr<IsoEngine> m_iso;
+    std::unique_ptr<RfTestEngine> m_rfTest;
     QVector<Engine*> m_engines;
 };

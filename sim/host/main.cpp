@@ -42,11 +42,15 @@ int main(int argc, char* argv[])
         "Lines on stdin steer it, each answered \"ok\" or \"error: ...\":\n"
         "  unplug N, plug N          the link goes and comes back\n"
         "  mute N on|off             leave the heartbeat unanswered\n"
+        "  mute N MM on|off          send no ack or result of module MM (two hex digits)\n"
         "  status N MM@OO CODE       ack that command with this status from now on (0 undoes)\n"
         "  inject N HEX              raw bytes up the link\n"
         "  log N TEXT                a dongle log line\n"
         "  drop N CONDIX             the peer of that connection goes away (reason 0x13)\n"
         "  flood N LINES_PER_SECOND  log lines at that rate, 0 stops (at most 1000)\n"
+        "  rftx N INTERVAL_MS lcp FREQUENCY CHANNEL_INDEX ACCESS_ADDRESS CRC_INIT HEADER PAYLOAD\n"
+        "  rftx N INTERVAL_MS idt CHANNEL_NUM ACCESS_ADDRESS PAYLOAD\n"
+        "                            a test-mode transmitter: N packets, the first at once\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

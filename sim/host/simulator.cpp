@@ -8,6 +8,7 @@
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/logflood.h"
+#include "dongle/rftestengine.h"
 #include "dongle/virtualdongle.h"
 #include "portfolderlock.h"
 #include "proto/simframe.h"
@@ -124,6 +125,9 @@ QString Simulator::control(const QString& line)
         emit quitAsked();
         return QStringLiteral("ok");
     }
+    // A transmitter in the air, no dongle's.
+    if (verb == QLatin1String("rftx"))
+        return startRfTransmitter(trimmed.section(QLatin1Char(' '), 1).split(QLatin1Char(' '), Qt::SkipEmptyParts));
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
@@ -151,9 +155,16 @@ QString Simulator::control(const QString& line)
         return QStringLiteral("ok");
     }
     if (verb == QLatin1String("mute")) {
-        if (rest != QLatin1String("on") && rest != QLatin1String("off"))
-            return QStringLiteral("error: mute takes on or off");
-        d->setMuted(rest == QLatin1String("on"));
+        const QStringList words = rest.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        const QString state = words.value(words.size() - 1);
+        bool moduleOk = words.size() == 1;
+        const uint module = words.size() == 2 && words.at(0).size() == 2 ? words.at(0).toUInt(&moduleOk, 16) : 0;
+        if (!moduleOk || (state != QLatin1String("on") && state != QLatin1String("off")))
+            return QStringLiteral("error: mute takes on or off, after a module in two hex digits or none");
+        if (words.size() == 1)
+            d->setMuted(state == QLatin1String("on"));
+        else
+            d->setModuleMuted(quint8(module), state == QLatin1String("on"));
         return QStringLiteral("ok");
     }
     if (verb == QLatin1String("status")) {
@@ -217,3 +228,53 @@ QString Simulator::control(const QString& line)
     d->sendLog(rest);
     return QStringLiteral("ok");
 }
+
+// N INTERVAL_MS lcp FREQUENCY CHANNEL_INDEX ACCESS_ADDRESS CRC_INIT HEADER PAYLOAD, or
+// N INTERVAL_MS idt CHANNEL_NUM ACCESS_ADDRESS PAYLOAD; numbers in decimal, the rest in hex.
+QString Simulator::startRfTransmitter(const QStringList& words)
+{
+    static const QString usage = QStringLiteral(
+        "error: rftx takes N INTERVAL_MS lcp FREQUENCY CHANNEL_INDEX ACCESS_ADDRESS CRC_INIT HEADER PAYLOAD, "
+        "or N INTERVAL_MS idt CHANNEL_NUM ACCESS_ADDRESS PAYLOAD");
+    const bool lcp = words.value(2) == QLatin1String("lcp");
+    if (words.size() != (lcp ? 9 : 6) || (!lcp && words.value(2) != QLatin1String("idt")))
+        return usage;
+    bool ok[8] = {};
+    const uint count = words.at(0).toUInt(&ok[0]);
+    const uint interval = words.at(1).toUInt(&ok[1]);
+    RfTuning tuning;
+    RfPacket packet;
+    tuning.mode = lcp ? RfTuning::Lcp : RfTuning::Idt;
+    tuning.channel = words.at(3).toUInt(&ok[2]);
+    int next = 4;
+    if (lcp)
+        tuning.whitening = quint8(qMin(words.at(next++).toUInt(&ok[3]), 255u));
+    else
+        ok[3] = true;
+    tuning.accessAddress = words.at(next++).toUInt(&ok[4], 16);
+    if (lcp) {
+        tuning.crcInit = words.at(next++).toUInt(&ok[5], 16);
+        const uint header = words.at(next++).toUInt(&ok[6], 16);
+        ok[6] = ok[6] && header <= 0xFF;
+        packet.header = quint8(header);
+    } else {
+        ok[5] = ok[6] = true;
+    }
+    packet.payload = SimFrame::fromHex(words.at(next), &ok[7]);
+    for (bool each : ok) {
+        if (!each)
+            return usage;
+    }
+    if (count == 0 || interval == 0)
+        return QStringLiteral("error: rftx sends at least one packet, at least 1 ms apart");
+    QString problem = RfTestEngine::tuningProblem(tuning, 0);
+    if (problem.isEmpty())
+        problem = RfTestEngine::packetProblem(tuning.mode, packet.payload.size());
+    if (!problem.isEmpty())
+        return QStringLiteral("error: ") + problem;
+    auto* transmitter = new RfTransmitter(m_air, tuning, packet, count, interval, nullptr, m_air);
+    connect(transmitter, &RfTransmitter::finished, transmitter, &QObject::deleteLater);
+    transmitter->start();
+    return QStringLiteral("ok");
+}
+

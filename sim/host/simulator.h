@@ -51,6 +51,7 @@ signals:
     void quitAsked();
 
 private:
+    QString startRfTransmitter(const QStringList& words);
     void trace(int dongle, const char* direction, const QByteArray& bytes);
 
     std::unique_ptr<PortFolderLock> m_lock;

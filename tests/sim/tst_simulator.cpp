@@ -32,6 +32,19 @@ private slots:
                                                                << "error: supervision timeout 6 too short or too long";
         QTest::newRow("request short of a number") << "request 1 0 16 24 0"
                                                    << "error: request takes CONDIX MIN MAX LATENCY TIMEOUT, whole numbers";
+        QTest::newRow("mute of a module") << "mute 1 09 on" << "ok";
+        QTest::newRow("mute of a module not in hex") << "mute 1 9x on"
+                                                     << "error: mute takes on or off, after a module in two hex digits or none";
+        QTest::newRow("rftx lcp") << "rftx 2 10 lcp 2402 37 6730363B 555555 4C 0102" << "ok";
+        QTest::newRow("rftx short of a word")
+            << "rftx 2 10 idt 159 6730363B"
+            << "error: rftx takes N INTERVAL_MS lcp FREQUENCY CHANNEL_INDEX ACCESS_ADDRESS CRC_INIT HEADER PAYLOAD, "
+               "or N INTERVAL_MS idt CHANNEL_NUM ACCESS_ADDRESS PAYLOAD";
+        QTest::newRow("rftx of no packet") << "rftx 0 10 idt 1 6730363B 01" << "error: rftx sends at least one packet, at least 1 ms apart";
+        QTest::newRow("rftx off the band") << "rftx 1 10 lcp 2359 0 6730363B 555555 00 01"
+                                           << "error: frequency 2359 MHz outside 2360 to 2520";
+        QTest::newRow("rftx idt payload too long") << "rftx 1 10 idt 1 6730363B " + QString("00").repeated(252)
+                                                   << "error: length 252 past 251";
         QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
         QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
                                                     << "error: log takes at most 5000 bytes of text";
@@ -43,6 +56,29 @@ private slots:
         QVERIFY2(simulator.start(options(2), &error), qPrintable(error));
         QFETCH(QString, line);
         QTEST(simulator.control(line), "answer");
+    }
+    // A transmitter of no dongle reaches a dongle receiving on its tuning; a muted module says
+    // nothing more while the heartbeat still answers.
+    void rfTransmitterAndModuleMute()
+    {
+        Simulator simulator;
+        QString error;
+        QVERIFY2(simulator.start(options(1), &error), qPrintable(error));
+        VirtualDongle* dongle = simulator.dongle(0);
+        QByteArray up;
+        connect(dongle, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        dongle->feed(hex(kReset));
+        dongle->feed(hex(frame("AA 0A 01", "3B 36 30 67 05")));
+        dongle->feed(hex(frame("AA 0A 05", "")));
+        QCOMPARE(simulator.control("rftx 3 10 idt 5 6730363B 0102"), QString("ok"));
+        const QByteArray heard = hex(frame("DD 0A 05", "02 01 02"));
+        QTRY_COMPARE(up.count(heard), 3);
+
+        QCOMPARE(simulator.control("mute 0 0A on"), QString("ok"));
+        up.clear();
+        dongle->feed(hex(frame("AA 0A 06", "")));
+        dongle->feed(hex(frame("AA 01 84", "")));
+        QCOMPARE(up.toHex(' '), hex(ackFrame("01@84")).toHex(' '));
     }
     // Lines of 36 bytes with a counter, until the rate is 0.
     void flood()
