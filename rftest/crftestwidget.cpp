@@ -20,6 +20,7 @@
 #include <QVBoxLayout>
 
 #include "app/flat/cflatmessage.h"
+#include "app/flat/tflatscrollarea.h"
 #include "log/logmanager.h"
 #include "rftest/rfrxtablemodel.h"
 #include "schema/cutil.h"
@@ -105,19 +106,19 @@ void CRfTestWidget::buildForm()
     forms[RfTestEditor::Transmit]->addRow(QStringLiteral("Tx num"), m_txNum);
     forms[RfTestEditor::Transmit]->addRow(m_sendButton);
 
-    auto* receive = new QGroupBox(QStringLiteral("Receive"), this);
-    auto* receiveForm = new QFormLayout(receive);
-    receiveForm->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    groups->addStretch();
+
+    // Reception sits over its table, so that the editors fit a small screen.
     m_rxNum = new QLineEdit(QStringLiteral("0"), this);
     m_rxNum->setObjectName(QStringLiteral("lineEdit_rxNum"));
     m_rxNum->setReadOnly(true);
-    receiveForm->addRow(QStringLiteral("Rx num"), m_rxNum);
-    auto* receiveButtons = new QHBoxLayout;
-    receiveButtons->addWidget(m_rxButton);
-    receiveButtons->addWidget(m_clearButton);
-    receiveForm->addRow(receiveButtons);
-    groups->addWidget(receive);
-    groups->addStretch();
+    m_rxNum->setMaximumWidth(120);
+    auto* receive = new QHBoxLayout;
+    receive->addWidget(new QLabel(QStringLiteral("Rx num"), this));
+    receive->addWidget(m_rxNum);
+    receive->addWidget(m_rxButton);
+    receive->addWidget(m_clearButton);
+    receive->addStretch();
 
     m_rxTable = new QTableView(this);
     m_rxTable->setObjectName(QStringLiteral("tableWidget_rxinfo"));
@@ -140,12 +141,20 @@ void CRfTestWidget::buildForm()
             bar->setValue(maximum);
     });
 
-    auto* left = new QWidget(this);
+    // The editors scroll where the page is lower than they are.
+    auto* left = new QWidget;
     left->setLayout(groups);
-    left->setFixedWidth(340);
+    auto* scroll = new TFlatScrollArea<QScrollArea>(this);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setWidget(left);
+    scroll->setFixedWidth(340);
+    auto* right = new QVBoxLayout;
+    right->addLayout(receive);
+    right->addWidget(m_rxTable, 1);
     auto* layout = new QHBoxLayout(this);
-    layout->addWidget(left);
-    layout->addWidget(m_rxTable, 1);
+    layout->addWidget(scroll);
+    layout->addLayout(right, 1);
 
     connect(m_setButton, &QPushButton::clicked, this, &CRfTestWidget::on_btn_set_clicked);
     connect(m_sendButton, &QPushButton::clicked, this, &CRfTestWidget::on_btn_send_clicked);
