@@ -23,10 +23,13 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 // opcode (the low bits), the rest is its payload.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    VirtualAir air;
-    VirtualDongle dongles[2] = {{0, &air}, {1, &air}};
-    for (VirtualDongle& dongle : dongles)
+    // The air and its world are made once; each run starts from dongles just plugged in and reset.
+    static VirtualAir air;
+    static VirtualDongle dongles[2] = {{0, &air}, {1, &air}};
+    for (VirtualDongle& dongle : dongles) {
+        dongle.powerCycle();
         dongle.feed(QByteArray::fromHex("AA0001000055"));
+    }
     FuzzInput input(data, size);
     while (!input.atEnd()) {
         const quint8 kind = input.byte();
@@ -38,5 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             dongles[kind & 1].feed(SimFrame::build(SimFrame::Downlink, pick & 0x80 ? 0x0A : 0x09, pick & 0x7F, bytes.mid(1)));
         }
     }
+    // Transmissions that ended go now, not at an event loop that never comes.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;
 }
