@@ -1,6 +1,7 @@
 #include "maindonglewidget.h"
 #include "ui_maindonglewidget.h"
 
+#include <QFileDialog>
 #include <QPoint>
 #include <QSettings>
 #include <QTabBar>
@@ -12,6 +13,7 @@
 #include "app/cselectdongledlg.h"
 #include "app/flat/caboutdialog.h"
 #include "app/flat/cflatmessage.h"
+#include "firmware/cdownloadfirmware.h"
 #include "gap/cconnectionwidget.h"
 #include "gap/clayerwidget.h"
 #include "gatt/cgattwidget.h"
@@ -34,6 +36,8 @@ namespace {
 
 const char* const kSourceFile = ".\\maindonglewidget";
 const char* const kSettingsFile = ":/config/resources/conf/sample_config_5_0.xml";
+// The dongle restarts on its new firmware, then its port is closed and listed again, then opened.
+constexpr int kReconnectStageMs = 2000;
 const char* const kCloseButtonStyle =
     "QToolButton{background-color:none;border: none;}QToolButton:hover{background-color:#ceebff; border: none;}";
 
@@ -75,6 +79,10 @@ MainDongleWidget::MainDongleWidget(QWidget* parent, const QString& name)
     m_logger = new LogManager(m_dongleName);
     m_msg = new CMsg(m_logger);
     m_config = new QMap<QString, QVariant>;
+    m_download = new cDownLoadFirmWare(m_msg, m_logger);
+    connect(m_download, &cDownLoadFirmWare::sig_heartBeatRestart, this, &MainDongleWidget::on_downLoad_finished);
+    connect(m_download, &cDownLoadFirmWare::sig_downloadFailed, this, &MainDongleWidget::on_downLoad_failed);
+    connect(m_download, &cDownLoadFirmWare::sig_progress, this, &MainDongleWidget::showDownloadProgress);
     m_heartBeat = new CHeartBeat(m_msg, m_logger, 1000);
     connect(m_heartBeat, &CHeartBeat::dead, this, &MainDongleWidget::on_deviceDead);
 
@@ -106,6 +114,7 @@ MainDongleWidget::~MainDongleWidget()
 {
     // The port goes before the logger: closing it may still report through the log.
     delete m_heartBeat;
+    delete m_download;
     delete m_msg;
     delete m_logger;
     delete m_config;
@@ -231,14 +240,19 @@ void MainDongleWidget::on_configDongleName(const QString& dongleName)
     emit updateDongleName(this, dongleName);
 }
 
-void MainDongleWidget::on_toolButton_selectDongle_clicked()
+CSelectDongleDialog* MainDongleWidget::selectDialog()
 {
     if (!m_selectDialog) {
         m_selectDialog = new CSelectDongleDialog(m_msg, m_logger, this);
         connect(m_selectDialog, &CSelectDongleDialog::sig_connectionStatusChanged, this,
                 &MainDongleWidget::onConnectionStatusChanged);
     }
-    m_selectDialog->exec();
+    return m_selectDialog;
+}
+
+void MainDongleWidget::on_toolButton_selectDongle_clicked()
+{
+    selectDialog()->exec();
 }
 
 void MainDongleWidget::onRcvMsg(const QByteArray& rcvMsg)
@@ -328,6 +342,64 @@ void MainDongleWidget::on_toolButton_download_clicked()
         return;
     }
     m_downloadStarted = true;
+    const QString path = QFileDialog::getOpenFileName(this, QString(), QString(), QStringLiteral("*.*"));
+    if (path.isEmpty())
+        return;
+    if (m_download->checkFirmwareFile(path) != 0) {
+        m_logger->log("selected firmware wrong!", 4);
+        return;
+    }
+    setToolsEnabled(false);
+    ui->toolButton_selectDongle->setEnabled(false);
+    m_heartBeat->stop();
+    m_download->setDeviceType(m_deviceType);
+    m_download->start(path);
+}
+
+void MainDongleWidget::showDownloadProgress(quint32 sentBytes, quint32 imageSize)
+{
+    const bool bootImage = m_download->currentFile().startsWith(QLatin1Char(':'));
+    ui->progressBar_download->setFormat((bootImage ? QStringLiteral("Boot image: ") : QStringLiteral("Firmware: "))
+                                        + QStringLiteral("%p% of %m bytes"));
+    ui->progressBar_download->setRange(0, int(imageSize));
+    ui->progressBar_download->setValue(int(sentBytes));
+    ui->progressBar_download->setVisible(true);
+}
+
+void MainDongleWidget::on_downLoad_finished()
+{
+    m_portName = m_msg->portName();
+    m_reconnectTimer.start(kReconnectStageMs);
+    connect(&m_reconnectTimer, &QTimer::timeout, this, &MainDongleWidget::on_reConnect, Qt::UniqueConnection);
+    m_reconnectStage = false;
+}
+
+void MainDongleWidget::on_reConnect()
+{
+    if (!m_reconnectStage) {
+        selectDialog()->closePort();
+        selectDialog()->on_pb_Refresh_clicked();
+        m_reconnectStage = true;
+        return;
+    }
+    selectDialog()->reconnect(m_portName);
+    disconnect(&m_reconnectTimer, &QTimer::timeout, this, &MainDongleWidget::on_reConnect);
+    m_reconnectTimer.stop();
+    m_downloadStarted = false;
+    m_heartBeat->restart();
+    setToolsEnabled(true);
+    ui->toolButton_selectDongle->setEnabled(true);
+    ui->progressBar_download->setVisible(false);
+    m_reconnectStage = false;
+}
+
+void MainDongleWidget::on_downLoad_failed()
+{
+    m_portName = m_msg->portName();
+    selectDialog()->closePort();
+    selectDialog()->on_pb_Refresh_clicked();
+    ui->toolButton_selectDongle->setEnabled(true);
+    ui->progressBar_download->setVisible(false);
 }
 
 void MainDongleWidget::sdkProc(const QByteArray& frame)

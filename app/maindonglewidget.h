@@ -2,12 +2,14 @@
 
 #include <QMap>
 #include <QString>
+#include <QTimer>
 #include <QVariant>
 #include <QWidget>
 
 #include "schema/uplinkdispatch.h"
 
 class advertisingWidget;
+class cDownLoadFirmWare;
 class CCigCisWidget;
 class CConnectionWidget;
 class CHeartBeat;
@@ -52,10 +54,17 @@ public:
     CConnectionWidget* connectionWidget() const { return m_connectionWidget; }
     advertisingWidget* advertisingPage() const { return m_advertisingWidget; }
     CRegisterPSMDialog* registerPsmDialog() const { return m_registerPsmDialog; }
+    cDownLoadFirmWare* download() const { return m_download; }
     QTabWidget* pageTabs() const;
 
     void notifySerialPortArrived(const QString& portName);
     void notifySerialPortRemoved(const QString& portName);
+
+    // The end of a download and the two stages of the reconnect after it. Plain members rather
+    // than slots: their names would make the form look for children that do not exist.
+    void on_downLoad_finished();
+    void on_downLoad_failed();
+    void on_reConnect();
 
 signals:
     void sig_SerialPortArrived(QString portName);
@@ -124,6 +133,8 @@ private:
     void resetModePages();
     int slaveTabIndex() const;
     bool isAirActionOn() const;
+    CSelectDongleDialog* selectDialog();
+    void showDownloadProgress(quint32 sentBytes, quint32 imageSize);
 
     Ui::MainDongleWidget* ui;
     UplinkTable<MainDongleWidget> procTable;
@@ -136,10 +147,15 @@ private:
     CLogWidget* m_toolLogWidget = nullptr;
     CLogWidget* m_dongleLogWidget = nullptr;
     CHeartBeat* m_heartBeat = nullptr;
+    cDownLoadFirmWare* m_download = nullptr;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
     QMap<QString, QVariant>* m_config = nullptr;
     QString m_dongleName;
+    // The port remembered across a download, and the stage of the reconnect after it.
+    QString m_portName;
+    QTimer m_reconnectTimer;
+    bool m_reconnectStage = false;
     bool m_connected = false;
     bool m_lcpOpen = false;
     bool m_idtOpen = false;

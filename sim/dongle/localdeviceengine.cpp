@@ -1,5 +1,7 @@
 #include "localdeviceengine.h"
 
+#include <QRegularExpression>
+
 #include "proto/request.h"
 #include "proto/simframe.h"
 #include "router.h"
@@ -13,6 +15,20 @@ namespace {
 // The keys of Peripheral Preferred Connection Parameters Set, which its Get answers with.
 const char* const PreferredParameterKeys[] = {"per_interval_min", "per_interval_max", "per_conn_latency",
                                               "per_supervision_timeout"};
+
+// The controller and the link layer of Bluetooth 5.0.
+constexpr quint8 CoreVersion = 9;
+constexpr quint16 ManufacturerId = 0xFFFF; // none assigned: for tests
+
+// The host's version and subversion from the firmware's version text: "2.3.17" is 2 and 317.
+QPair<int, int> hostVersion(const QString& text)
+{
+    static const QRegularExpression pattern(QStringLiteral("^(\\d+)\\.(\\d+)(?:\\.(\\d+))?"));
+    const QRegularExpressionMatch match = pattern.match(text);
+    if (!match.hasMatch())
+        return {0, 0};
+    return {qMin(match.captured(1).toInt(), 255), qMin(match.captured(2).toInt() * 100 + match.captured(3).toInt(), 65535)};
+}
 
 } // namespace
 
@@ -58,6 +74,13 @@ void LocalDeviceEngine::install(Router& router)
     router.add(0x00, 0x03, Router::AnyLength, [this, &d](const Request&) { // Device Type Get
         d.ack(0x00, 0x03, 0);
         d.respond(0x00, 0x03, {{"type", u8(m_deviceType)}});
+    });
+    router.add(0x01, 0x6F, Router::AnyLength, [&d](const Request&) { // Device Version Get
+        const QPair<int, int> host = hostVersion(d.firmwareVersion());
+        d.ack(0x01, 0x6F, 0);
+        d.respond(0x01, 0x70, {{"hci_ver", u8(CoreVersion)}, {"lmp_ver", u8(CoreVersion)}, {"host_ver", u8(host.first)},
+                               {"hci_subver", le16(0)}, {"lmp_subver", le16(0)}, {"host_subver", le16(host.second)},
+                               {"manuf_name", le16(ManufacturerId)}});
     });
     router.add(0x01, 0x47, Router::AnyLength, [this, &d](const Request&) { // Device BD_Address Get
         d.ack(0x01, 0x47, 0);

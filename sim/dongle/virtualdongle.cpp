@@ -7,6 +7,7 @@
 #include "initiatorengine.h"
 #include "isoengine.h"
 #include "l2capengine.h"
+#include "loaderengine.h"
 #include "localdeviceengine.h"
 #include "logflood.h"
 #include "proto/framereader.h"
@@ -20,17 +21,7 @@ namespace {
 // it, and the rest stays free for acks and heartbeats.
 constexpr double BulkShareOfLink = 0.7;
 constexpr double BudgetBurstBytes = 4096;
-
-// Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
-QByteArray probeAnswer()
-{
-    QByteArray answer = QByteArray::fromHex("BB0000");
-    for (const char* text : {"Tarvine Virtual Dongle", "Tarvine", "1.0.0-sim", "VD-1",
-                             "Simulated BLE dongle on a pseudo-terminal", "5.0.0"})
-        answer.append(SimFrame::le16(int(qstrlen(text)))).append(text);
-    answer.append(char(SimFrame::checksum(answer)));
-    return answer;
-}
+constexpr char FactoryVersion[] = "1.0.0-sim";
 
 } // namespace
 
@@ -44,6 +35,7 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     , m_random(quint32(0x7A5E + number))
     , m_budget(BudgetBurstBytes)
 {
+    m_firmwareVersion = QLatin1String(FactoryVersion);
     connect(m_reader, &FrameReader::frame, this, &VirtualDongle::handleFrame);
     connect(m_reader, &FrameReader::loaderFrame, this, &VirtualDongle::handleLoaderFrame);
     connect(m_reader, &FrameReader::dropped, this, [this](const QString& reason) {
@@ -70,6 +62,7 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
     for (Engine* engine : qAsConst(m_engines))
         engine->install(m_router);
+    m_loader = std::make_unique<LoaderEngine>(*this);
 }
 
 // The air may outlive the dongle, and its advertising sets name the dongle's connection manager
@@ -80,15 +73,42 @@ VirtualDongle::~VirtualDongle()
     m_advertiser->reset();
 }
 
+// The loader runs from memory: unplugged, the dongle starts its application again.
 void VirtualDongle::powerCycle()
 {
     for (Engine* engine : qAsConst(m_engines))
         engine->powerCycle();
+    m_loader->powerCycle();
+    m_inLoader = false;
     m_reader->clear();
     m_flood->setRate(0);
     m_reset = false;
     m_muted = false;
     m_mutedModules.clear();
+}
+
+void VirtualDongle::restartInLoader()
+{
+    powerCycle();
+    m_inLoader = true;
+}
+
+void VirtualDongle::restartApplication(const QString& version)
+{
+    powerCycle();
+    m_firmwareVersion = version;
+}
+
+// Answer to the selection probe: BB 00 00, six strings with 16-bit lengths, checksum.
+QByteArray VirtualDongle::probeAnswer() const
+{
+    QByteArray answer = QByteArray::fromHex("BB0000");
+    for (const QByteArray& text : {QByteArray("Tarvine Virtual Dongle"), QByteArray("Tarvine"),
+                                   m_firmwareVersion.toLatin1(), QByteArray("VD-1"),
+                                   QByteArray("Simulated BLE dongle on a pseudo-terminal"), QByteArray("5.0.0")})
+        answer.append(SimFrame::le16(text.size())).append(text);
+    answer.append(char(SimFrame::checksum(answer)));
+    return answer;
 }
 
 void VirtualDongle::setModuleMuted(quint8 module, bool muted)
@@ -130,6 +150,11 @@ int VirtualDongle::flood() const
 void VirtualDongle::feed(const QByteArray& bytes)
 {
     m_reader->feed(bytes);
+}
+
+void VirtualDongle::sendRaw(const QByteArray& frame)
+{
+    emit uplink(frame);
 }
 
 void VirtualDongle::send(const QByteArray& frame)
@@ -213,6 +238,8 @@ void VirtualDongle::handleFrame(const QByteArray& frame)
     const quint8 opcode = quint8(frame.at(2));
     const QString id = SimFrame::commandId(module, opcode);
     emit downlinkFrame(frame);
+    if (m_inLoader)
+        return;
 
     // The probe is answered at any time, also by a dongle that was never reset.
     if (module == 0 && opcode == 0 && frame.size() == 6) {
@@ -230,12 +257,10 @@ void VirtualDongle::handleFrame(const QByteArray& frame)
     handleCommand(Request(*command, module, opcode, frame.mid(5, frame.size() - 6)));
 }
 
-// The firmware loader is not simulated yet: its frames are cut, traced and refused aloud.
 void VirtualDongle::handleLoaderFrame(const QByteArray& frame)
 {
     emit downlinkFrame(frame);
-    if (m_reset)
-        sendLog(QStringLiteral("uart rx: loader command %1 not simulated, frame dropped").arg(SimFrame::readLe16(frame, 2)));
+    m_loader->handle(frame);
 }
 
 void VirtualDongle::handleCommand(const Request& request)

@@ -24,6 +24,7 @@ class GattClientEngine;
 class InitiatorEngine;
 class IsoEngine;
 class L2capEngine;
+class LoaderEngine;
 class LocalDeviceEngine;
 class LogFlood;
 class RfTestEngine;
@@ -31,7 +32,7 @@ class ScannerEngine;
 
 // One simulated dongle as a protocol engine: downlink bytes in, uplink frames out. It knows
 // nothing of terminals, so a test can drive it in-process. The dongle itself answers the probe,
-// the reset and the heartbeat; its engines answer everything else.
+// the reset and the heartbeat; its engines answer everything else, its loader the "DG" frames.
 class VirtualDongle : public QObject
 {
     Q_OBJECT
@@ -84,11 +85,23 @@ public:
     GattClientEngine* gattClient() const { return m_gattClient.get(); }
     AdvertiserEngine* advertiser() const { return m_advertiser.get(); }
     const Router& router() const { return m_router; }
+    LoaderEngine* loader() const { return m_loader.get(); }
+
+    // The firmware that runs: the application, which speaks the command protocol, or the loader,
+    // which speaks only "DG" frames. The application's version is the one that the probe and
+    // Device Version Get tell.
+    bool inLoader() const { return m_inLoader; }
+    QString firmwareVersion() const { return m_firmwareVersion; }
+    // The chip restarts on other firmware: state lost as by unplugging, the port stays.
+    void restartInLoader();
+    void restartApplication(const QString& version);
 
     // For the engines: answers to the host. An ack names the command it answers.
     void ack(quint8 module, quint8 opcode, quint8 status);
     void respond(quint8 module, quint8 opcode, const Responder::Fields& fields);
     void respond(quint8 module, quint8 opcode, const QByteArray& body);
+    // A frame that carries its own sum, such as the loader's answers.
+    void sendRaw(const QByteArray& frame);
     // Bulk traffic such as scan reports may take a share of the link (log flood lines count in
     // it too): true when a frame of this size fits now, and then it is counted.
     bool reserveBulk(int frameSize);
@@ -109,6 +122,7 @@ private:
     void handleLoaderFrame(const QByteArray& frame);
     void handleCommand(const Request& request);
     void reset();
+    QByteArray probeAnswer() const;
     void refillBulk();
     void sendFloodLine(const QString& text);
     void send(const QByteArray& frame);
@@ -122,6 +136,8 @@ private:
     QRandomGenerator m_random;
     bool m_reset = false;
     bool m_muted = false;
+    bool m_inLoader = false;
+    QString m_firmwareVersion;
     QHash<QString, quint8> m_statusOverride;
     QSet<quint8> m_mutedModules;
     // Bytes the link may still carry for bulk traffic now.
@@ -139,4 +155,5 @@ private:
     std::unique_ptr<IsoEngine> m_iso;
     std::unique_ptr<RfTestEngine> m_rfTest;
     QVector<Engine*> m_engines;
+    std::unique_ptr<LoaderEngine> m_loader;
 };

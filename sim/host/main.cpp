@@ -51,6 +51,9 @@ int main(int argc, char* argv[])
         "  rftx N INTERVAL_MS lcp FREQUENCY CHANNEL_INDEX ACCESS_ADDRESS CRC_INIT HEADER PAYLOAD\n"
         "  rftx N INTERVAL_MS idt CHANNEL_NUM ACCESS_ADDRESS PAYLOAD\n"
         "                            a test-mode transmitter: N packets, the first at once\n"
+        "  loader N start|flash|end|reset refuse|silent|normal\n"
+        "                            the firmware loader fails that step, with status 2 or no answer\n"
+        "  loader N normal           every step as it should be again\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <QDir>
+#include <QHash>
 #include <QRegularExpression>
 
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
+#include "dongle/loaderengine.h"
 #include "dongle/logflood.h"
 #include "dongle/rftestengine.h"
 #include "dongle/virtualdongle.h"
@@ -131,7 +133,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request", "loader"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -210,6 +212,28 @@ QString Simulator::control(const QString& line)
             return QStringLiteral("error: request takes CONDIX MIN MAX LATENCY TIMEOUT, whole numbers");
         const QString error = d->connections()->requestFromPeer(numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]);
         return error.isEmpty() ? QStringLiteral("ok") : QStringLiteral("error: ") + error;
+    }
+    if (verb == QLatin1String("loader")) {
+        // [STEP] refuse|silent|normal, where STEP is start, flash, end or reset.
+        static const QHash<QString, LoaderEngine::Command> steps = {
+            {QStringLiteral("start"), LoaderEngine::ProgramStart},
+            {QStringLiteral("flash"), LoaderEngine::ProgramFlash},
+            {QStringLiteral("end"), LoaderEngine::ProgramEnd},
+            {QStringLiteral("reset"), LoaderEngine::ResetRunFirmware}};
+        static const QHash<QString, LoaderEngine::Behaviour> behaviours = {
+            {QStringLiteral("normal"), LoaderEngine::Normal},
+            {QStringLiteral("refuse"), LoaderEngine::Refuse},
+            {QStringLiteral("silent"), LoaderEngine::Silent}};
+        const QStringList words = rest.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        if (words == QStringList{QStringLiteral("normal")}) {
+            d->loader()->setAllNormal();
+            return QStringLiteral("ok");
+        }
+        if (words.size() != 2 || !steps.contains(words.at(0)) || !behaviours.contains(words.at(1)))
+            return QStringLiteral("error: loader takes start, flash, end or reset, then refuse, silent or normal; "
+                                  "or normal alone");
+        d->loader()->setBehaviour(steps.value(words.at(0)), behaviours.value(words.at(1)));
+        return QStringLiteral("ok");
     }
     if (verb == QLatin1String("flood")) {
         bool rateOk = false;

@@ -45,6 +45,11 @@ private slots:
                                            << "error: frequency 2359 MHz outside 2360 to 2520";
         QTest::newRow("rftx idt payload too long") << "rftx 1 10 idt 1 6730363B " + QString("00").repeated(252)
                                                    << "error: length 252 past 251";
+        QTest::newRow("loader silent at a step") << "loader 1 flash silent" << "ok";
+        QTest::newRow("loader back to normal") << "loader 1 normal" << "ok";
+        QTest::newRow("loader at no step") << "loader 1 erase refuse"
+                                           << "error: loader takes start, flash, end or reset, then refuse, silent or "
+                                              "normal; or normal alone";
         QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
         QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
                                                     << "error: log takes at most 5000 bytes of text";

@@ -96,8 +96,6 @@ private slots:
         row("known command not simulated", {"AA 01 13 00 00 42"}, {"BB 01 13 01 00 11 1F"});
         row("advertising data built by hand is a known command", {"AA 01 25 06 00 00 03 02 01 06 00 1E"},
             {"BB 01 25 01 00 09 15 | log: Legacy Advertising Data Set: set 0 has no parameters"});
-        row("loader frame not simulated", {"44 47 25 00 05 00 00 10 20 30 40 CA 00"},
-            {"log: uart rx: loader command 37 not simulated, frame dropped"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},
             {"BB 01 59 01 00 00 EA | BB 01 5B 01 00 00 E8 | DD 01 5C 04 00 03 41 42 43 F9"});
         row("Appearance Set too short", {"AA 01 5D 01 00 41 B6"},
