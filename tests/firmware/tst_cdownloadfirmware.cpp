@@ -5,6 +5,7 @@
 
 #include "firmware/cdownloadfirmware.h"
 #include "linkbench.h"
+#include "quickdownload.h"
 
 namespace {
 
@@ -68,15 +69,6 @@ QByteArray answer(int command, const QByteArray& body)
     return frame.append(char(sum & 0xFF)).append(char(sum >> 8));
 }
 
-// The pauses that leave a real dongle time to restart are skipped here.
-class QuickDownload : public cDownLoadFirmWare
-{
-public:
-    using cDownLoadFirmWare::cDownLoadFirmWare;
-
-protected:
-    void pause(int) override {}
-};
 
 } // namespace
 

@@ -8,20 +8,7 @@
 #include "fuzzapp.h"
 #include "fuzzinput.h"
 #include "log/logmanager.h"
-
-namespace {
-
-// The pauses for a real dongle's restart would only slow the fuzzer down.
-class QuickDownload : public cDownLoadFirmWare
-{
-public:
-    using cDownLoadFirmWare::cDownLoadFirmWare;
-
-protected:
-    void pause(int) override {}
-};
-
-} // namespace
+#include "quickdownload.h"
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
