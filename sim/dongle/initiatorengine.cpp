@@ -7,6 +7,7 @@
 #include "air/peer.h"
 #include "air/virtualair.h"
 #include "connectionmanager.h"
+#include "devicelistsengine.h"
 #include "localdeviceengine.h"
 #include "proto/simframe.h"
 #include "router.h"
@@ -37,10 +38,11 @@ QByteArray peerKey(const Request& request)
 
 } // namespace
 
-InitiatorEngine::InitiatorEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice,
+InitiatorEngine::InitiatorEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice, const DeviceListsEngine& deviceLists,
                                  ConnectionManager& connections)
     : Engine(dongle)
     , m_localDevice(localDevice)
+    , m_deviceLists(deviceLists)
     , m_connections(connections)
 {
     m_eventTimer = new QTimer(this);
@@ -148,7 +150,7 @@ const VirtualAdvertiser* InitiatorEngine::target() const
     };
     if (m_initiating->number(QStringLiteral("5_0_conn_type")) == 0)
         return find(peerKey(*m_initiating));
-    for (const QByteArray& entry : m_localDevice.whitelist()) {
+    for (const QByteArray& entry : m_deviceLists.whitelist()) {
         if (const VirtualAdvertiser* a = find(entry))
             return a;
     }
@@ -189,7 +191,7 @@ void InitiatorEngine::establish(const VirtualAdvertiser& peer)
     // may answer at once: a Cancel Connect then finds the procedure over, as at a controller.
     QList<QByteArray> linked = m_connections.peers();
     linked.append(peer.address + char(peer.addressType));
-    const QVector<QByteArray>& whitelist = m_localDevice.whitelist();
+    const QVector<QByteArray>& whitelist = m_deviceLists.whitelist();
     const bool automatic = m_initiating->number(QStringLiteral("5_0_conn_type")) == 1;
     const bool more = automatic && m_connections.count() + 1 < ConnectionManager::MaxConnections
                       && std::any_of(whitelist.cbegin(), whitelist.cend(),

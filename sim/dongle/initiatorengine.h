@@ -10,6 +10,7 @@
 #include "proto/request.h"
 
 class ConnectionManager;
+class DeviceListsEngine;
 class LocalDeviceEngine;
 class QTimer;
 struct VirtualAdvertiser;
@@ -22,7 +23,7 @@ class InitiatorEngine final : public QObject, public Engine
     Q_DISABLE_COPY(InitiatorEngine)
 
 public:
-    InitiatorEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice, ConnectionManager& connections);
+    InitiatorEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice, const DeviceListsEngine& deviceLists, ConnectionManager& connections);
 
     void install(Router& router) override;
     void reset() override;
@@ -38,6 +39,7 @@ private:
     void stop();
 
     const LocalDeviceEngine& m_localDevice;
+    const DeviceListsEngine& m_deviceLists;
     ConnectionManager& m_connections;
     QTimer* m_eventTimer = nullptr; // the target's next advertising event
     QTimer* m_timeoutTimer = nullptr;

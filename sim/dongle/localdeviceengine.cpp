@@ -2,6 +2,7 @@
 
 #include <QRegularExpression>
 
+#include "advertiserengine.h"
 #include "proto/request.h"
 #include "proto/simframe.h"
 #include "router.h"
@@ -15,6 +16,14 @@ namespace {
 // The keys of Peripheral Preferred Connection Parameters Set, which its Get answers with.
 const char* const PreferredParameterKeys[] = {"per_interval_min", "per_interval_max", "per_conn_latency",
                                               "per_supervision_timeout"};
+
+// The link layer's data lengths of Bluetooth 5.0: the least every controller takes, the most it may.
+constexpr quint16 DefaultTxOctets = 27;
+constexpr quint16 DefaultTxTime = 328;
+constexpr quint16 MaxOctets = 251;
+constexpr quint16 MaxTime = 2120;
+constexpr qint8 MinTxPower = -20; // dBm
+constexpr qint8 MaxTxPower = 10;
 
 // The controller and the link layer of Bluetooth 5.0.
 constexpr quint8 CoreVersion = 9;
@@ -53,14 +62,8 @@ void LocalDeviceEngine::restoreDefaults()
     m_profiles = {QByteArray("\x01", 1) + "Battery Service", QByteArray("\x02", 1) + "Heart Rate",
                   QByteArray("\x03", 1) + "Device Information"};
     m_enabledProfiles.clear();
-    m_whitelist.clear();
     m_settings.clear();
-}
-
-// Only the controller's white list starts empty after a reset.
-void LocalDeviceEngine::reset()
-{
-    m_whitelist.clear();
+    m_rfCalibration = 0;
 }
 
 void LocalDeviceEngine::powerCycle()
@@ -108,18 +111,37 @@ void LocalDeviceEngine::install(Router& router)
             items.append(char(profile.size())).append(profile);
         d.respond(0x05, 0x02, items);
     });
-    router.add(0x01, 0x0D, Router::AnyLength, [this, &d](const Request&) { // Get Whitelist
-        d.ack(0x01, 0x0D, 0);
-        QByteArray entries;
-        for (const QByteArray& entry : qAsConst(m_whitelist))
-            entries.append(entry);
-        d.respond(0x01, 0x0E, entries);
+    router.add(0x01, 0x73, Router::AnyLength, [this, &d](const Request&) { // Suggested Default Data Length Info Get
+        // What Data Length Set stored, octets then time, or the controller's defaults.
+        const QByteArray set = m_settings.value(QStringLiteral("01@41"), le16(DefaultTxOctets) + le16(DefaultTxTime));
+        d.ack(0x01, 0x73, 0);
+        d.respond(0x01, 0x74, {{"sugg_max_tx_octet", set.left(2)}, {"sugg_max_tx_time", set.mid(2, 2)}});
     });
-    router.add(0x01, 0x09, Router::WholePayload, [this](const Request& r) { editWhitelist(r, true); });
-    router.add(0x01, 0x0B, Router::WholePayload, [this](const Request& r) { editWhitelist(r, false); });
-    router.add(0x01, 0x0F, Router::AnyLength, [this, &d](const Request&) { // Clear Whitelist
-        m_whitelist.clear();
-        d.ack(0x01, 0x0F, 0);
+    router.add(0x01, 0x75, Router::AnyLength, [&d](const Request&) { // Max Data Length Info Get
+        d.ack(0x01, 0x75, 0);
+        d.respond(0x01, 0x76, {{"sugg_max_tx_octets", le16(MaxOctets)}, {"sugg_max_tx_time", le16(MaxTime)},
+                               {"sugg_max_rx_octets", le16(MaxOctets)}, {"sugg_max_rx_time", le16(MaxTime)}});
+    });
+    router.add(0x01, 0x77, Router::AnyLength, [&d](const Request&) { // Number of Available Adv Sets Get
+        d.ack(0x01, 0x77, 0);
+        d.respond(0x01, 0x78, {{"nb_adv_sets", u8(AdvertiserEngine::SetCount)}});
+    });
+    router.add(0x01, 0x79, Router::AnyLength, [&d](const Request&) { // Maximum Adv Data Length Get
+        d.ack(0x01, 0x79, 0);
+        d.respond(0x01, 0x7A, {{"max_adv_length", le16(AdvertiserEngine::ExtendedDataMax)}});
+    });
+    router.add(0x01, 0x7B, Router::AnyLength, [&d](const Request&) { // TX Power Get
+        d.ack(0x01, 0x7B, 0);
+        d.respond(0x01, 0x7C, {{"max_tx_pwr", u8(quint8(MaxTxPower))}, {"min_tx_pwr", u8(quint8(MinTxPower))}});
+    });
+    router.add(0x01, 0x7D, Router::AnyLength, [this, &d](const Request&) { // RF Path Compensation Values Get
+        const QByteArray set = m_settings.value(QStringLiteral("01@6D"), QByteArray(4, '\0'));
+        d.ack(0x01, 0x7D, 0);
+        d.respond(0x01, 0x7E, {{"tx_path_comp", set.left(2)}, {"rx_path_comp", set.mid(2, 2)}});
+    });
+    router.add(0x01, 0x83, Router::WholePayload, [this, &d](const Request& r) { // RF Calibration Set
+        m_rfCalibration = quint16(r.number(QStringLiteral("rf_value")));
+        d.ack(0x01, 0x83, 0);
     });
     router.add(0x01, 0x45, Router::WholePayload, [this, &d](const Request& r) { // Identity Address Set
         m_identityAddress = r.field(QStringLiteral("identity_addr"));
@@ -146,7 +168,6 @@ void LocalDeviceEngine::install(Router& router)
         {0x04, 0x11}, // L2CAP Parameters Settings
         {0x01, 0x41}, // Data Length Set
         {0x01, 0x65}, // Privacy Set
-        {0x01, 0x67}, // Local Irk Set
         {0x01, 0x6B}, // Preferred PHY Set
         {0x01, 0x6D}, // RF Path Compensation Set
         {0x02, 0x09}, // Set Security Pair Enable
@@ -159,24 +180,6 @@ void LocalDeviceEngine::install(Router& router)
             d.ack(r.module(), r.opcode(), 0);
         });
     }
-}
-
-void LocalDeviceEngine::editWhitelist(const Request& request, bool add)
-{
-    const QByteArray entry = request.field(QStringLiteral("addr")) + request.field(QStringLiteral("addr_type"));
-    const int at = m_whitelist.indexOf(entry);
-    quint8 status = 0;
-    if (add && at >= 0)
-        status = VirtualDongle::StatusListItemExists;
-    else if (add && m_whitelist.size() >= WhitelistSize)
-        status = VirtualDongle::StatusListFull;
-    else if (!add && at < 0)
-        status = VirtualDongle::StatusListItemNotFound;
-    else if (add)
-        m_whitelist.append(entry);
-    else
-        m_whitelist.remove(at);
-    m_dongle.ack(request.module(), request.opcode(), status);
 }
 
 // A length byte, then the name: the tool builds this frame by hand, so the row has no fields.

@@ -4,6 +4,7 @@
 
 #include "air/peer.h"
 #include "air/virtualair.h"
+#include "devicelistsengine.h"
 #include "localdeviceengine.h"
 #include "proto/request.h"
 #include "proto/simframe.h"
@@ -33,9 +34,10 @@ quint8 adFlags(const QByteArray& ad)
 
 } // namespace
 
-ScannerEngine::ScannerEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice)
+ScannerEngine::ScannerEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice, const DeviceListsEngine& deviceLists)
     : Engine(dongle)
     , m_localDevice(localDevice)
+    , m_deviceLists(deviceLists)
 {
     m_tickTimer = new QTimer(this);
     m_tickTimer->setTimerType(Qt::PreciseTimer);
@@ -133,7 +135,7 @@ bool ScannerEngine::hears(const VirtualAdvertiser& advertiser) const
     case 3: // Selective observer
     case 5: { // Selective connectable discovery
         const QByteArray entry = advertiser.address + char(advertiser.addressType);
-        return m_localDevice.whitelist().contains(entry) && (m_scanType == 3 || advertiser.connectable);
+        return m_deviceLists.whitelist().contains(entry) && (m_scanType == 3 || advertiser.connectable);
     }
     case 4: // Connectable discovery
         return advertiser.connectable;

@@ -7,6 +7,7 @@
 
 #include "engine.h"
 
+class DeviceListsEngine;
 class LocalDeviceEngine;
 class QTimer;
 class Request;
@@ -20,7 +21,7 @@ class ScannerEngine final : public QObject, public Engine
     Q_DISABLE_COPY(ScannerEngine)
 
 public:
-    ScannerEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice);
+    ScannerEngine(VirtualDongle& dongle, const LocalDeviceEngine& localDevice, const DeviceListsEngine& deviceLists);
 
     void install(Router& router) override;
     void reset() override;
@@ -37,6 +38,7 @@ private:
     bool report(const VirtualAdvertiser& advertiser, quint8 classification, const QByteArray& data);
 
     const LocalDeviceEngine& m_localDevice;
+    const DeviceListsEngine& m_deviceLists;
     QTimer* m_tickTimer = nullptr;
     QTimer* m_endTimer = nullptr;
     QElapsedTimer m_clock;

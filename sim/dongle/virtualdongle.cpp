@@ -3,6 +3,7 @@
 #include "advertiserengine.h"
 #include "air/virtualair.h"
 #include "connectionmanager.h"
+#include "devicelistsengine.h"
 #include "gattclientengine.h"
 #include "initiatorengine.h"
 #include "isoengine.h"
@@ -47,15 +48,16 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
 
     m_localDevice = std::make_unique<LocalDeviceEngine>(*this);
     m_connections = std::make_unique<ConnectionManager>(*this);
-    m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice);
-    m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_connections);
+    m_deviceLists = std::make_unique<DeviceListsEngine>(*this);
+    m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice, *m_deviceLists);
+    m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_deviceLists, *m_connections);
     m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
     m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
     m_l2cap = std::make_unique<L2capEngine>(*this, *m_connections);
     m_iso = std::make_unique<IsoEngine>(*this, *m_connections);
     m_rfTest = std::make_unique<RfTestEngine>(*this);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
-    m_engines = {m_localDevice.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
+    m_engines = {m_localDevice.get(), m_deviceLists.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
                  m_gattClient.get(), m_l2cap.get(), m_iso.get(), m_rfTest.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });

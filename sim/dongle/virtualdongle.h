@@ -17,6 +17,7 @@
 #include "router.h"
 
 class AdvertiserEngine;
+class DeviceListsEngine;
 class ConnectionManager;
 class Engine;
 class FrameReader;
@@ -79,6 +80,7 @@ public:
     int flood() const;
 
     LocalDeviceEngine* localDevice() const { return m_localDevice.get(); }
+    DeviceListsEngine* deviceLists() const { return m_deviceLists.get(); }
     ScannerEngine* scanner() const { return m_scanner.get(); }
     InitiatorEngine* initiator() const { return m_initiator.get(); }
     ConnectionManager* connections() const { return m_connections.get(); }
@@ -146,6 +148,7 @@ private:
     qint64 m_budgetAt = 0;
 
     std::unique_ptr<LocalDeviceEngine> m_localDevice;
+    std::unique_ptr<DeviceListsEngine> m_deviceLists;
     std::unique_ptr<ConnectionManager> m_connections;
     std::unique_ptr<ScannerEngine> m_scanner;
     std::unique_ptr<InitiatorEngine> m_initiator;

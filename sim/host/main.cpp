@@ -54,6 +54,7 @@ int main(int argc, char* argv[])
         "  loader N start|flash|end|reset refuse|silent|normal\n"
         "                            the firmware loader fails that step, with status 2 or no answer\n"
         "  loader N normal           every step as it should be again\n"
+        "  bond N ADDRESS TYPE [IRK]  a bond with that peer, as an earlier pairing left it\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

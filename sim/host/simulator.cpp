@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include <QDir>
 #include <QHash>
 #include <QRegularExpression>
 
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
+#include "dongle/devicelistsengine.h"
 #include "dongle/loaderengine.h"
 #include "dongle/logflood.h"
 #include "dongle/rftestengine.h"
@@ -133,7 +136,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request", "loader"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request", "loader", "bond"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -234,6 +237,23 @@ QString Simulator::control(const QString& line)
                                   "or normal alone");
         d->loader()->setBehaviour(steps.value(words.at(0)), behaviours.value(words.at(1)));
         return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("bond")) {
+        // ADDRESS TYPE [IRK], as a pairing of an earlier day left it in the dongle's flash.
+        const QStringList words = rest.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        bool typeOk = false;
+        const uint type = words.value(1).toUInt(&typeOk);
+        bool addressOk = false;
+        QByteArray address = SimFrame::fromHex(words.value(0), &addressOk);
+        bool irkOk = words.size() == 2;
+        QByteArray irk = words.size() == 3 ? SimFrame::fromHex(words.at(2), &irkOk) : QByteArray();
+        if (words.size() < 2 || words.size() > 3 || !typeOk || !irkOk || !addressOk)
+            return QStringLiteral("error: bond takes ADDRESS TYPE [IRK]: AA:BB:CC:DD:EE:FF, 0 or 1, 32 hex digits");
+        // Both as people write them, most significant byte first; the dongle keeps wire order.
+        std::reverse(address.begin(), address.end());
+        std::reverse(irk.begin(), irk.end());
+        const QString error = d->deviceLists()->addBond(address, quint8(type), irk);
+        return error.isEmpty() ? QStringLiteral("ok") : QStringLiteral("error: ") + error;
     }
     if (verb == QLatin1String("flood")) {
         bool rateOk = false;

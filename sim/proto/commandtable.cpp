@@ -93,7 +93,7 @@ void SimCommandTable::addHandBuilt()
         m_downlinks.insert(command.id, command);
 }
 
-// The GATT results that the tool's GATT page cuts as lists: the link, a status, a record count and
+// The results that the tool's pages cut as lists. The GATT results: the link, a status, a record count and
 // records back to back, each cut by its own header there. Their rows in up_link_command.xml name
 // the fields of one record without status or count; a dongle paired with the tool sends what the
 // page reads, so these layouts replace the rows.
@@ -108,6 +108,10 @@ void SimCommandTable::addListUplinks()
                           {QStringLiteral("record_count"), 6, 2},
                           {QStringLiteral("records"), 8, 0}};
     }
+    // The resolving list: the Master page listens for it in module 01, where the file writes
+    // DD@00@7F; the entries follow each other without a header.
+    Command& rpaList = m_uplinks[QStringLiteral("DD@01@7F")];
+    rpaList.id = QStringLiteral("DD@01@7F");
 }
 
 const SimCommandTable::Command* SimCommandTable::downlink(const QString& id) const

@@ -50,6 +50,13 @@ private slots:
         QTest::newRow("loader at no step") << "loader 1 erase refuse"
                                            << "error: loader takes start, flash, end or reset, then refuse, silent or "
                                               "normal; or normal alone";
+        QTest::newRow("bond with a key") << "bond 1 C6:5A:10:00:00:09 1 ec0234a357c8ad05341010a60a397d9b" << "ok";
+        QTest::newRow("bond with a short key")
+            << "bond 1 C6:5A:10:00:00:09 1 ec0234"
+            << "error: a bond takes a 6-byte address, type 0 or 1, and a 16-byte key or none";
+        QTest::newRow("bond without a type")
+            << "bond 1 C6:5A:10:00:00:09"
+            << "error: bond takes ADDRESS TYPE [IRK]: AA:BB:CC:DD:EE:FF, 0 or 1, 32 hex digits";
         QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
         QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
                                                     << "error: log takes at most 5000 bytes of text";

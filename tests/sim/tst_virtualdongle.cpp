@@ -6,8 +6,11 @@
 #include <QtTest>
 
 #include "air/virtualair.h"
+#include "dongle/blecrypto.h"
 #include "dongle/connectionmanager.h"
+#include "dongle/devicelistsengine.h"
 #include "dongle/initiatorengine.h"
+#include "dongle/localdeviceengine.h"
 #include "dongle/logflood.h"
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
@@ -93,7 +96,7 @@ private slots:
         row("unknown id dropped with a log line", {"AA 01 FE 00 00 57"}, {"log: uart rx: unknown command 01@FE, frame dropped"});
         row("garbage before a frame dropped with a log line, frame answered", {"01 02 03 AA 01 84 00 00 D1"},
             {"log: uart rx: dropped 3 bytes without frame header | BB 01 84 01 00 00 BF"});
-        row("known command not simulated", {"AA 01 13 00 00 42"}, {"BB 01 13 01 00 11 1F"});
+        row("known command not simulated", {frame("AA 02 03", "")}, {ackFrame("02@03", 17)});
         row("advertising data built by hand is a known command", {"AA 01 25 06 00 00 03 02 01 06 00 1E"},
             {"BB 01 25 01 00 09 15 | log: Legacy Advertising Data Set: set 0 has no parameters"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},
@@ -169,6 +172,38 @@ private slots:
         // Channels 0, 1 and 36, set before the link comes.
         row("Channel Map Set, then a link hops on it", {"AA 01 69 05 00 03 00 00 00 10 D4", kConnectHr, "AA 01 53 01 00 00 01"},
             {"BB 01 69 01 00 00 DA", hrAt0, "BB 01 53 01 00 00 F0 | DD 01 54 07 00 00 03 00 00 00 10 00 B4"});
+        // The lists and the bonds. The sample key of the core: ec0234a357c8ad05341010a60a397d9b.
+        const QString entry = "09 00 00 10 5A C6 01";
+        const QString irkWire = "9b 7d 39 0a a6 10 10 34 05 ad c8 57 a3 34 02 ec";
+        const QString localIrkWire = "00 11 22 33 44 55 66 77 88 99 aa bb cc dd ee 00";
+        row("periodic list: added, the same again refused, listed", {frame("AA 01 17", entry + " 03"),
+            frame("AA 01 17", entry + " 03"), frame("AA 01 1B", "")},
+            {ackFrame("01@17"), ackFrame("01@17", 10), ackFrame("01@1B") + " | " + frame("DD 01 1C", entry + " 03")});
+        row("periodic list: a SID past 15 refused", {frame("AA 01 17", entry + " 10")}, {ackFrame("01@17", 1)});
+        row("white list: deleting what it lacks refused, clear", {frame("AA 01 0B", entry), frame("AA 01 0F", "")},
+            {ackFrame("01@0B", 9), ackFrame("01@0F")});
+        row("bond with a key: in the bond and resolving lists, privacy mode changed",
+            {"bond " + entry + " " + irkWire, frame("AA 01 13", ""), frame("AA 01 80", entry + " 01"), frame("AA 01 7E", "")},
+            {"", ackFrame("01@13") + " | " + frame("DD 01 14", entry), ackFrame("01@80"),
+             ackFrame("01@7E") + " | " + frame("DD 01 7F", entry + " 01 " + irkWire + " " + localIrkWire)});
+        row("bond without a key: no resolving entry, no privacy mode, deleted",
+            {"bond " + entry, frame("AA 01 7E", ""), frame("AA 01 80", entry + " 01"), frame("AA 01 11", entry),
+             frame("AA 01 11", entry)},
+            {"", ackFrame("01@7E") + " | " + frame("DD 01 7F", ""), ackFrame("01@80", 9), ackFrame("01@11"),
+             ackFrame("01@11", 9)});
+        row("resolvable address of an identity the dongle does not know", {frame("AA 01 85", "01 01 09 00 00 10 5A C6")},
+            {ackFrame("01@85") + " | " + frame("DD 01 86", "92 01 00 00 00 00 00 00")});
+        // The dongle's own queries: defaults, then what the host set.
+        row("data length, default then set", {frame("AA 01 73", ""), frame("AA 01 41", "FB 00 48 08"), frame("AA 01 73", "")},
+            {ackFrame("01@73") + " | " + frame("DD 01 74", "1B 00 48 01"), ackFrame("01@41"),
+             ackFrame("01@73") + " | " + frame("DD 01 74", "FB 00 48 08")});
+        row("abilities: data lengths, sets, data, power",
+            {frame("AA 01 75", ""), frame("AA 01 77", ""), frame("AA 01 79", ""), frame("AA 01 7B", "")},
+            {ackFrame("01@75") + " | " + frame("DD 01 76", "FB 00 48 08 FB 00 48 08"),
+             ackFrame("01@77") + " | " + frame("DD 01 78", "05"), ackFrame("01@79") + " | " + frame("DD 01 7A", "72 06"),
+             ackFrame("01@7B") + " | " + frame("DD 01 7C", "0A EC")});
+        row("RF path compensation set, then read", {frame("AA 01 6D", "0A 00 F6 FF"), frame("AA 01 7D", "")},
+            {ackFrame("01@6D"), ackFrame("01@7D") + " | " + frame("DD 01 7E", "0A 00 F6 FF")});
         row("Channel Map Set of one channel refused", {"AA 01 69 05 00 01 00 00 00 00 E6"},
             {"BB 01 69 01 00 01 D9 | log: Channel Map Set: channel map 0100000000 unusable"});
     }
@@ -188,6 +223,10 @@ private slots:
                 dongle.setMuted(true);
             else if (step.startsWith(QLatin1String("status ")))
                 dongle.setStatus(arg1, quint8(rest.toInt()));
+            else if (step.startsWith(QLatin1String("bond ")))
+                QCOMPARE(dongle.deviceLists()->addBond(hex(step.mid(5, 17)), quint8(hex(step.mid(23, 2)).at(0)),
+                                                       hex(step.mid(26))),
+                         QString());
             else if (step.startsWith(QLatin1String("drop ")))
                 QVERIFY(dongle.connections()->drop(arg1.toInt()));
             else if (step.startsWith(QLatin1String("split ")))
@@ -198,6 +237,43 @@ private slots:
             QTRY_COMPARE_WITH_TIMEOUT(up.toHex(' '), frames(ups.at(i)).toHex(' '), 5000);
         }
         QVERIFY(!dongle.initiator()->isConnecting()); // every procedure has ended
+    }
+    void rfCalibrationKept()
+    {
+        VirtualAir air;
+        VirtualDongle dongle(0, &air);
+        dongle.feed(hex(kReset));
+        dongle.feed(hex(frame("AA 01 83", "34 12")));
+        QCOMPARE(dongle.localDevice()->rfCalibration(), quint16(0x1234));
+    }
+    // Addresses read back resolve with the key they come from, and stay until the next reset.
+    void resolvableAddresses()
+    {
+        VirtualAir air;
+        VirtualDongle dongle(0, &air);
+        QByteArray up;
+        connect(&dongle, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        dongle.feed(hex(kReset));
+        const QByteArray peerIrk = hex("ec0234a357c8ad05341010a60a397d9b");
+        const QByteArray localIrk = hex("000102030405060708090a0b0c0d0e0f");
+        QByteArray wire = peerIrk;
+        std::reverse(wire.begin(), wire.end());
+        QCOMPARE(dongle.deviceLists()->addBond(hex("090000105AC6"), 1, wire), QString());
+        wire = localIrk;
+        std::reverse(wire.begin(), wire.end());
+        dongle.feed(hex(frame("AA 01 67", QString(wire.toHex(' ')))));
+        const auto read = [&](int op) {
+            up.clear();
+            dongle.feed(hex(frame("AA 01 85", QString("0%1 01 09 00 00 10 5A C6").arg(op))));
+            [&] { QTRY_COMPARE_WITH_TIMEOUT(up.size(), 7 + 14, 5000); }();
+            return up.mid(7 + 7, 6);
+        };
+        const QByteArray peerRpa = read(1);
+        QVERIFY2(BleCrypto::resolves(peerIrk, peerRpa), peerRpa.toHex().constData());
+        QCOMPARE(read(1), peerRpa);
+        const QByteArray localRpa = read(0);
+        QVERIFY2(BleCrypto::resolves(localIrk, localRpa), localRpa.toHex().constData());
+        QVERIFY(!BleCrypto::resolves(peerIrk, localRpa));
     }
     // The first two uplink frames after a scan's start and its two answers.
     void scanReports_data()
@@ -432,6 +508,9 @@ private:
         const int payload = frame.size() - 6;
         if (quint8(frame.at(0)) == 0xBB)
             return payload == 1 && (fields.isEmpty() || fields == QVector<QPair<int, int>>{{4, 1}});
+        // The page takes the resolving list under module 01, where the file writes DD@00@7F.
+        if (id == QLatin1String("DD@01@7F"))
+            return payload % 40 == 0;
         if (!rows.contains(id))
             return false;
         // The GATT page cuts these as condix, status, a record count and records, whatever their rows say.
