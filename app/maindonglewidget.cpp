@@ -15,6 +15,9 @@
 #include "app/flat/cflatmessage.h"
 #include "firmware/cdownloadfirmware.h"
 #include "gap/cconnectionwidget.h"
+#include "gap/crfcalibrationdialog.h"
+#include "gap/getinfodlg.h"
+#include "gap/resolveaddressdialog.h"
 #include "gap/clayerwidget.h"
 #include "gatt/cgattwidget.h"
 #include "iso/ccigciswidget.h"
@@ -326,6 +329,26 @@ void MainDongleWidget::on_toolButton_about_clicked()
 {
     CAboutDialog about(this);
     about.exec();
+}
+
+void MainDongleWidget::on_toolButton_getInfo_clicked()
+{
+    GetInfoDlg dialog(m_msg, m_logger, this);
+    dialog.startQuery();
+    dialog.exec();
+}
+
+void MainDongleWidget::on_toolButton_RfCalibraion_clicked()
+{
+    if (!m_rfCalibrationDialog)
+        m_rfCalibrationDialog = new CRfCalibrationDialog(m_msg, m_logger, this);
+    m_rfCalibrationDialog->exec();
+}
+
+void MainDongleWidget::on_toolButton_address_clicked()
+{
+    ResolveAddressDialog dialog(m_msg, m_logger, this);
+    dialog.exec();
 }
 
 void MainDongleWidget::on_toolButton_reset_clicked()

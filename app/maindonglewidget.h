@@ -18,6 +18,7 @@ class CLayerWidget;
 class CLCPwidget;
 class CLogWidget;
 class CRegisterPSMDialog;
+class CRfCalibrationDialog;
 class CRfTestWidget;
 class CMsg;
 class CSelectDongleDialog;
@@ -101,6 +102,9 @@ private slots:
     void on_toolButton_configureSettings_clicked();
     void on_toolButton_registerPSM_clicked();
     void on_toolButton_about_clicked();
+    void on_toolButton_getInfo_clicked();
+    void on_toolButton_RfCalibraion_clicked();
+    void on_toolButton_address_clicked();
     void on_toolButton_reset_clicked();
     void on_toolButton_lcp_clicked();
     void on_toolButton_idt_clicked();
@@ -142,6 +146,7 @@ private:
     CConnectionWidget* m_connectionWidget = nullptr;
     advertisingWidget* m_advertisingWidget = nullptr;
     CRegisterPSMDialog* m_registerPsmDialog = nullptr;
+    CRfCalibrationDialog* m_rfCalibrationDialog = nullptr;
     CLCPwidget* m_lcpPage = nullptr;
     CIDTwidget* m_idtPage = nullptr;
     CLogWidget* m_toolLogWidget = nullptr;

@@ -34,6 +34,8 @@ public:
     bool isExpanded() const { return m_expanded; }
     void readFormValues(FieldValueMap& values, bool rawText = false) const;
     void setFieldValueInGlayout(const UplinkFieldMap& fields) const;
+    // What the editors show, by field key.
+    QMap<QString, QString> formTexts() const { return m_grid.formTexts(); }
 
     // Whether the interval, latency and supervision timeout of a connection parameters request
     // keep the link alive: (1 + latency) x interval max x 2 below the timeout. Counts as on the

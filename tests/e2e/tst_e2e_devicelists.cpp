@@ -1,0 +1,118 @@
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QtTest>
+
+#include "capturelogger.h"
+#include "dongle/blecrypto.h"
+#include "gap/getinfodlg.h"
+#include "log/logmanager.h"
+#include "masterbench.h"
+#include "schema/ccommanduiwidget.h"
+
+namespace {
+
+// The core's sample identity key, most significant byte first, and dongle 0's own key.
+const QByteArray kPeerIrk = QByteArray::fromHex("ec0234a357c8ad05341010a60a397d9b");
+const QByteArray kLocalIrk = QByteArray::fromHex("00eeddccbbaa99887766554433221100");
+
+QByteArray wireAddress(const QString& text)
+{
+    QByteArray bytes = QByteArray::fromHex(text.toLatin1());
+    std::reverse(bytes.begin(), bytes.end());
+    return bytes;
+}
+
+} // namespace
+
+// The dongle's lists, periodic sync and its own queries, through the Master page and the tool
+// bar, against a simulated dongle.
+class TestE2eDeviceLists : public QObject
+{
+    Q_OBJECT
+
+    MasterBench m_bench;
+    CaptureLogger* m_log = nullptr;
+
+    QToolButton* tool(const char* name) const { return m_bench.tab->findChild<QToolButton*>(name); }
+
+private slots:
+    void initTestCase()
+    {
+        m_bench.start();
+        m_bench.tab->logger()->addLogger(m_log = new CaptureLogger);
+    }
+
+    // Every form of Get Info shows what the dongle answered.
+    void getInfo()
+    {
+        QMap<QString, QMap<QString, QString>> shown;
+        whenModal([&](QWidget* modal) {
+            auto* dialog = qobject_cast<GetInfoDlg*>(modal);
+            if (!dialog) {
+                modal->close();
+                return;
+            }
+            // Every answer, as the tool logs it.
+            QTest::qWaitFor([&] {
+                for (CCommandUiWidget* form : dialog->forms())
+                    if (!m_log->texts().join('\n').contains("Uplink Command Name: " + form->name() + "\r\n"))
+                        return false;
+                return true;
+            }, 10000);
+            for (CCommandUiWidget* form : dialog->forms())
+                shown[form->name()] = form->formTexts();
+            dialog->grab().save(SCREENSHOT_DIR "getinfodlg.png");
+            dialog->close();
+        });
+        tool("toolButton_getInfo")->click();
+        QCOMPARE(shown.size(), 8);
+        QCOMPARE(shown["Device Version Get"]["lmp_ver"], QString("9"));
+        QCOMPARE(shown["Device Version Get"]["manuf_name"], QString("65535"));
+        QCOMPARE(shown["Device BD_Address Get"]["identity_addr"], QString("00:00:5E:00:53:10"));
+        QCOMPARE(shown["Suggested Default Data Length Info Get"]["sugg_max_tx_time"], QString("328"));
+        QCOMPARE(shown["Max Data Length Info Get"]["sugg_max_rx_octets"], QString("251"));
+        QCOMPARE(shown["Number of Available Adv Sets Get"]["nb_adv_sets"], QString("5"));
+        QCOMPARE(shown["Maximum Adv Data Length Get"]["max_adv_length"], QString("1650"));
+        QCOMPARE(shown["TX Power Get"]["min_tx_pwr"], QString("-20"));
+        QCOMPARE(shown["RF Path Compensation Values Get"]["rx_path_comp"], QString("0.0"));
+    }
+
+    // The addresses read for a bonded peer resolve with its key and with the dongle's own.
+    void resolvableAddresses()
+    {
+        QCOMPARE(m_bench.sim->control("bond 0 C6:5A:10:00:00:01 0 " + kPeerIrk.toHex()), QString("ok"));
+        QString local;
+        QString peer;
+        whenModal([&](QWidget* dialog) {
+            dialog->findChild<QLineEdit*>("lineEdit_peerAddress")->setText("C6:5A:10:00:00:01");
+            dialog->findChild<QPushButton*>("buttonPeer")->click();
+            dialog->findChild<QPushButton*>("buttonLocal")->click();
+            auto* localField = dialog->findChild<QLineEdit*>("lineEdit_localRpa");
+            auto* peerField = dialog->findChild<QLineEdit*>("lineEdit_peerRpa");
+            QTest::qWaitFor([&] { return !localField->text().isEmpty() && !peerField->text().isEmpty(); }, 10000);
+            local = localField->text();
+            peer = peerField->text();
+            dialog->grab().save(SCREENSHOT_DIR "resolveaddressdialog.png");
+            dialog->close();
+        });
+        tool("toolButton_address")->click();
+        QVERIFY2(BleCrypto::resolves(kPeerIrk, wireAddress(peer.remove(':'))), qPrintable(peer));
+        QVERIFY2(BleCrypto::resolves(kLocalIrk, wireAddress(local.remove(':'))), qPrintable(local));
+    }
+
+    // The offset goes to the dongle, and the dialog closes.
+    void rfCalibration()
+    {
+        whenModal([](QWidget* dialog) {
+            dialog->findChild<QLineEdit*>("lineEdit_xoOffset")->setText("0x1A2B");
+            dialog->findChild<QPushButton*>("PB_Calibration")->click();
+        });
+        tool("toolButton_RfCalibraion")->click();
+        QTRY_VERIFY(m_bench.sim->traced("down", QByteArray::fromHex("aa018302002b1a")) == 1);
+        QTRY_VERIFY(m_bench.uplinkSeen(QByteArray::fromHex("bb0183010000")));
+    }
+};
+
+QTEST_MAIN(TestE2eDeviceLists)
+#include "tst_e2e_devicelists.moc"
