@@ -5,7 +5,13 @@
 #include <QScrollBar>
 #include <QTreeWidget>
 
+#include "app/flat/cflatmessage.h"
 #include "app/flat/searchbox.h"
+#include "gap/adddevicedialog.h"
+#include "gap/addperiodicdevicedialog.h"
+#include "gap/devicelistmodel.h"
+#include "gap/deviceperiodiclistmodel.h"
+#include "gap/devicerpalistmodel.h"
 #include "gap/clayerwidget.h"
 #include "iso/ccigciswidget.h"
 #include "log/logmanager.h"
@@ -71,6 +77,32 @@ quint8 firstByte(const QByteArray& bytes)
     return bytes.isEmpty() ? 0 : quint8(bytes.at(0));
 }
 
+// The lists of the Device List panel, by the index of deviceListType.
+enum DeviceList { WhiteList = 0, BondList = 1, PeriodicAdvertisingList = 2, RpaList = 3 };
+
+// Each list's commands; an empty name is a command the list has not.
+struct ListCommands
+{
+    const char* add;
+    const char* remove;
+    const char* clear;
+    const char* refresh;
+};
+const ListCommands kListCommands[] = {
+    {"Add Whitelist", "Delete Whitelist", "Clear Whitelist", "Get Whitelist"},
+    {"", "Deleting Bond List", "Clear Bond List", "Getting Bond List"},
+    {"Add Periodic Adv List", "Delete Periodic Adv List", "Clear Periodic Adv List", "Get Periodic Adv List"},
+    {"", "", "", "Get Rpa List"},
+};
+
+FieldValueMap fieldValues(const UplinkFieldMap& fields)
+{
+    FieldValueMap values;
+    for (auto it = fields.cbegin(); it != fields.cend(); ++it)
+        values.insert(it.key(), it.value());
+    return values;
+}
+
 quint64 littleEndian(const QByteArray& bytes)
 {
     quint64 value = 0;
@@ -115,6 +147,14 @@ CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMa
         tree->setColumnWidth(1, 80);
     }
 
+    m_whiteListModel = new DeviceListModel(m_logger, this);
+    m_bondListModel = new DeviceListModel(m_logger, this);
+    m_periodicListModel = new DevicePeriodicListModel(m_logger, this);
+    m_rpaListModel = new DeviceRpaListModel(m_logger, this);
+    ui->tableView_deviceList->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    ui->tableView_deviceList->verticalHeader()->setDefaultSectionSize(24);
+    showDeviceList(WhiteList);
+
     m_searchBox = new SearchBox(this);
     m_searchBox->hide();
     connect(m_searchBox, &SearchBox::searchNext, this, &CConnectionWidget::on_searchNext);
@@ -148,6 +188,26 @@ void CConnectionWidget::fillProcTable()
         {"DD@01@08", &CConnectionWidget::disconnectProc},
         {"DD@01@80", &CConnectionWidget::autoConnectTimeoutProc},
         {"DD@01@4A", &CConnectionWidget::cancelConnectProc},
+        {"BB@01@09", &CConnectionWidget::addWhitelistProc},
+        {"BB@01@0B", &CConnectionWidget::deleteWhitelistProc},
+        {"BB@01@0F", &CConnectionWidget::clearWhitelistProc},
+        {"DD@01@0A", &CConnectionWidget::operateWhitelistProc},
+        {"BB@01@0D", &CConnectionWidget::responseProc},
+        {"DD@01@0E", &CConnectionWidget::whitelistContentProc},
+        {"BB@01@11", &CConnectionWidget::deleteBondlistProc},
+        {"BB@01@15", &CConnectionWidget::clearBondlistProc},
+        {"BB@01@13", &CConnectionWidget::responseProc},
+        {"DD@01@14", &CConnectionWidget::bondlistContentProc},
+        {"BB@01@17", &CConnectionWidget::addPeriodicAdvlistProc},
+        {"BB@01@19", &CConnectionWidget::deletePeriodicAdvlistProc},
+        {"BB@01@1D", &CConnectionWidget::clearPeriodicAdvlistProc},
+        {"DD@01@18", &CConnectionWidget::OperateBondlistProc},
+        {"BB@01@1B", &CConnectionWidget::responseProc},
+        {"DD@01@1C", &CConnectionWidget::periodicAdvlistContentProc},
+        {"BB@01@7E", &CConnectionWidget::responseProc},
+        // The file names the resolving list DD@00@7F; this page has always listened for it here.
+        {"DD@01@7F", &CConnectionWidget::rpalistContentProc},
+        {"BB@01@80", &CConnectionWidget::privacyModeProc},
     };
 }
 
@@ -794,4 +854,247 @@ void CConnectionWidget::reset()
     ui->buttonAutoConnect->setEnabled(false);
     ui->buttonSync->setEnabled(false);
     on_openAutoConnect(m_config->value("5_0_conn_type").toUInt() == 1);
+}
+
+DeviceEntryModel* CConnectionWidget::deviceListModel(int index) const
+{
+    switch (index) {
+    case WhiteList:
+        return m_whiteListModel;
+    case BondList:
+        return m_bondListModel;
+    case PeriodicAdvertisingList:
+        return m_periodicListModel;
+    case RpaList:
+        return m_rpaListModel;
+    default:
+        return nullptr;
+    }
+}
+
+void CConnectionWidget::showDeviceList(int index)
+{
+    DeviceEntryModel* model = deviceListModel(index);
+    if (!model)
+        return;
+    ui->tableView_deviceList->setModel(model);
+    ui->deviceListAdd->setEnabled(index == WhiteList || index == PeriodicAdvertisingList);
+    ui->deviceListDelete->setEnabled(index != RpaList);
+    ui->deviceListClear->setEnabled(index != RpaList);
+    ui->devicePrivacyModeUpdate->setVisible(index == RpaList);
+    static const QVector<QVector<int>> widths = {{400, 400}, {400, 400}, {270, 270, 260}, {120, 120, 120, 250, 250}};
+    for (int column = 0; column < widths.at(index).size(); ++column)
+        ui->tableView_deviceList->setColumnWidth(column, widths.at(index).at(column));
+}
+
+void CConnectionWidget::on_deviceListType_currentIndexChanged(int index)
+{
+    showDeviceList(index);
+    on_deviceListRefresh_clicked();
+}
+
+void CConnectionWidget::on_deviceListAdd_clicked()
+{
+    const int index = ui->deviceListType->currentIndex();
+    if (index != WhiteList && index != PeriodicAdvertisingList) {
+        m_logger->log(QStringLiteral("device list type is wrong"), 1);
+        return;
+    }
+    // The dongle's lists hold 10 and 4 entries: a full one is refused before the dialog opens.
+    const bool white = index == WhiteList;
+    if (deviceListModel(index)->rowCount() > (white ? 9 : 3)) {
+        const QString text = white ? QStringLiteral("Can not add white list because white list is full.")
+                                   : QStringLiteral("Can not add periodic advertising list because periodic "
+                                                    "advertising list is full.");
+        m_logger->log(text, 4);
+        CFlatMessage::information(this, QStringLiteral("error"), text);
+        return;
+    }
+    if (white) {
+        AddDeviceDialog dialog(m_logger, this);
+        if (dialog.exec() != QDialog::Accepted)
+            return;
+        pendingDevice = {{"addr", dialog.address()}, {"addr_type", QByteArray(1, char(dialog.addressType()))}};
+    } else {
+        AddPeriodicDeviceDialog dialog(m_logger, this);
+        if (dialog.exec() != QDialog::Accepted)
+            return;
+        pendingDevice = {{"addr", dialog.address()},
+                         {"addr_type", QByteArray(1, char(dialog.addressType()))},
+                         {"adv_sid", QByteArray(1, char(dialog.advSid()))}};
+    }
+    send(QLatin1String(kListCommands[index].add), fieldValues(pendingDevice));
+}
+
+// The fullness of the white list is not looked at here: the dongle answers for it.
+void CConnectionWidget::on_buttonAddToWhiteList_clicked()
+{
+    const QModelIndex current = ui->tableView_devices->currentIndex();
+    if (!current.isValid() || current.row() >= deviceRows.size()) {
+        m_logger->log(QStringLiteral("The row selected from the Discovery Devices table is wrong."), 4);
+        return;
+    }
+    const DeviceRow& row = deviceRows.at(current.row());
+    pendingDevice = {{"addr", row.value("addr")}, {"addr_type", row.value("addr_type")}};
+    send(QLatin1String(kListCommands[WhiteList].add), fieldValues(pendingDevice));
+}
+
+void CConnectionWidget::on_deviceListDelete_clicked()
+{
+    const int index = ui->deviceListType->currentIndex();
+    const QModelIndex current = ui->tableView_deviceList->currentIndex();
+    DeviceEntryModel* model = deviceListModel(index);
+    if (!model || !current.isValid() || current.row() >= model->rowCount()) {
+        m_logger->log(QStringLiteral("The row selected from the Device list is wrong."), 4);
+        return;
+    }
+    pendingDevice = model->item(current.row());
+    if (index != RpaList)
+        send(QLatin1String(kListCommands[index].remove), fieldValues(pendingDevice));
+}
+
+void CConnectionWidget::on_deviceListClear_clicked()
+{
+    const int index = ui->deviceListType->currentIndex();
+    if (index >= WhiteList && index < RpaList)
+        send(QLatin1String(kListCommands[index].clear), {});
+}
+
+void CConnectionWidget::on_deviceListRefresh_clicked()
+{
+    const int index = ui->deviceListType->currentIndex();
+    if (index >= WhiteList && index <= RpaList)
+        send(QLatin1String(kListCommands[index].refresh), {});
+}
+
+void CConnectionWidget::on_devicePrivacyModeUpdate_clicked()
+{
+    if (ui->deviceListType->currentIndex() != RpaList) {
+        m_logger->log(QStringLiteral("device list type is wrong"), 1);
+        return;
+    }
+    const QModelIndex current = ui->tableView_deviceList->currentIndex();
+    if (!current.isValid() || current.row() >= m_rpaListModel->rowCount()) {
+        m_logger->log(QStringLiteral("The row selected from the Device list is wrong."), 4);
+        return;
+    }
+    const UplinkFieldMap row = m_rpaListModel->item(current.row());
+    pendingDevice = {{"peer_addr", row.value("peer_addr")}, {"peer_addr_type", row.value("peer_addr_type")}};
+    FieldValueMap fields = fieldValues(pendingDevice);
+    fields.insert(QStringLiteral("privacy_mode"), QByteArray(1, row.value("privacy_mode") == QByteArray(1, '\0') ? 1 : 0));
+    send(QStringLiteral("Update Privacy Mode"), fields);
+}
+
+bool CConnectionWidget::listCommandAccepted(const QByteArray& frame, const char* function)
+{
+    CCommand::SDKProc(m_logger, frame);
+    if (frame.size() != 6) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QLatin1String(function));
+        return false;
+    }
+    return frame.at(5) == 0;
+}
+
+void CConnectionWidget::addWhitelistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::addWhitelistProc"))
+        m_whiteListModel->addItem(pendingDevice);
+}
+
+void CConnectionWidget::addPeriodicAdvlistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::addPeriodicAdvlistProc"))
+        m_periodicListModel->addItem(pendingDevice);
+}
+
+void CConnectionWidget::deleteWhitelistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::deleteWhitelistProc"))
+        m_whiteListModel->removeItem(pendingDevice);
+}
+
+void CConnectionWidget::deleteBondlistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::deleteBondlistProc"))
+        m_bondListModel->removeItem(pendingDevice);
+}
+
+void CConnectionWidget::deletePeriodicAdvlistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::deletePeriodicAdvlistProc"))
+        m_periodicListModel->removeItem(pendingDevice);
+}
+
+void CConnectionWidget::clearWhitelistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::clearWhitelistProc"))
+        m_whiteListModel->clear();
+}
+
+void CConnectionWidget::clearBondlistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::clearBondlistProc"))
+        m_bondListModel->clear();
+}
+
+void CConnectionWidget::clearPeriodicAdvlistProc(const QByteArray& frame)
+{
+    if (listCommandAccepted(frame, "CConnectionWidget::clearPeriodicAdvlistProc"))
+        m_periodicListModel->clear();
+}
+
+void CConnectionWidget::operateWhitelistProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (parseAndLog(frame, fields) && readStatus(fields, __LINE__, "CConnectionWidget::operateWhitelistProc", status)
+        && status != 0)
+        CCommand::logUplinkResult(m_logger, frame, status);
+}
+
+// The dongle's event on its periodic advertiser list; the name is the one it has always had.
+void CConnectionWidget::OperateBondlistProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (parseAndLog(frame, fields) && readStatus(fields, __LINE__, "CConnectionWidget::OperateBondlistProc", status)
+        && status != 0)
+        CCommand::logUplinkResult(m_logger, frame, status);
+}
+
+void CConnectionWidget::whitelistContentProc(const QByteArray& frame)
+{
+    listContentProc(frame, m_whiteListModel, "Get white list response is wrong.");
+}
+
+void CConnectionWidget::bondlistContentProc(const QByteArray& frame)
+{
+    listContentProc(frame, m_bondListModel, "Get bond list response is wrong.");
+}
+
+void CConnectionWidget::periodicAdvlistContentProc(const QByteArray& frame)
+{
+    listContentProc(frame, m_periodicListModel, "Get periodic advertising list response is wrong.");
+}
+
+void CConnectionWidget::rpalistContentProc(const QByteArray& frame)
+{
+    listContentProc(frame, m_rpaListModel, "Get Rpa list response is wrong.");
+}
+
+// The entries follow the frame's header back to back; the model changes only when all are whole.
+void CConnectionWidget::listContentProc(const QByteArray& frame, DeviceEntryModel* model, const char* wrong)
+{
+    UplinkFieldMap fields;
+    if (!parseAndLog(frame, fields))
+        return;
+    if (!model->setContent(frame.mid(5)))
+        m_logger->log(QLatin1String(wrong), 4);
+}
+
+void CConnectionWidget::privacyModeProc(const QByteArray& frame)
+{
+    CCommand::SDKProc(m_logger, frame);
+    if (frame.size() == 6 && frame.at(5) == 0)
+        on_deviceListRefresh_clicked();
 }

@@ -12,6 +12,10 @@
 #include "schema/uplinkdispatch.h"
 
 class CCigCisWidget;
+class DeviceEntryModel;
+class DeviceListModel;
+class DevicePeriodicListModel;
+class DeviceRpaListModel;
 class CLayerWidget;
 class CMsg;
 class LogManager;
@@ -24,7 +28,8 @@ class CConnectionWidget;
 }
 
 // The master side of one dongle: scanning into the device table, the advertising data of the
-// pressed row, and connecting to it, directly or through the white list.
+// pressed row, and connecting to it, directly or through the white list; the lists the dongle
+// keeps about other devices.
 class CConnectionWidget : public QWidget
 {
     Q_OBJECT
@@ -44,6 +49,8 @@ public:
     bool isCigCisOpen() const { return cigCisOpen; }
     void setCigCisOpen(bool open) { cigCisOpen = open; }
     DevicesTableModel* model() const { return m_model; }
+    // The model of a list of the Device List panel, by the index of deviceListType.
+    DeviceEntryModel* deviceListModel(int index) const;
     void showAdvertisingTree(QTreeWidget* tree, const QByteArray& data);
 
 signals:
@@ -65,6 +72,13 @@ public slots:
     void on_buttonCIGCIS_clicked();
     void on_searchNext(SearchBox* sb);
     void on_searchPrevious(SearchBox* sb);
+    void on_buttonAddToWhiteList_clicked();
+    void on_deviceListType_currentIndexChanged(int index);
+    void on_deviceListAdd_clicked();
+    void on_deviceListDelete_clicked();
+    void on_deviceListClear_clicked();
+    void on_deviceListRefresh_clicked();
+    void on_devicePrivacyModeUpdate_clicked();
 
 private:
     void fillProcTable();
@@ -93,6 +107,26 @@ private:
     void autoConnectTimeoutProc(const QByteArray& frame);
     void cancelConnectProc(const QByteArray& frame);
 
+    void showDeviceList(int index);
+    // The SDK log of a list command's ack; true when it is whole and says yes.
+    bool listCommandAccepted(const QByteArray& frame, const char* function);
+    void addWhitelistProc(const QByteArray& frame);
+    void addPeriodicAdvlistProc(const QByteArray& frame);
+    void deleteWhitelistProc(const QByteArray& frame);
+    void deleteBondlistProc(const QByteArray& frame);
+    void deletePeriodicAdvlistProc(const QByteArray& frame);
+    void clearWhitelistProc(const QByteArray& frame);
+    void clearBondlistProc(const QByteArray& frame);
+    void clearPeriodicAdvlistProc(const QByteArray& frame);
+    void operateWhitelistProc(const QByteArray& frame);
+    void OperateBondlistProc(const QByteArray& frame);
+    void whitelistContentProc(const QByteArray& frame);
+    void bondlistContentProc(const QByteArray& frame);
+    void periodicAdvlistContentProc(const QByteArray& frame);
+    void rpalistContentProc(const QByteArray& frame);
+    void listContentProc(const QByteArray& frame, DeviceEntryModel* model, const char* wrong);
+    void privacyModeProc(const QByteArray& frame);
+
     Ui::CConnectionWidget* ui;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
@@ -109,6 +143,12 @@ private:
     QByteArray m_masterCondixes;
     bool cigCisOpen = false;
     DeviceRow pendingPeer;
+    DeviceListModel* m_whiteListModel = nullptr;
+    DeviceListModel* m_bondListModel = nullptr;
+    DevicePeriodicListModel* m_periodicListModel = nullptr;
+    DeviceRpaListModel* m_rpaListModel = nullptr;
+    // The entry a list command now in flight is about.
+    UplinkFieldMap pendingDevice;
     QMap<quint8, QString> adTypeNames;
     UplinkTable<CConnectionWidget> procTable;
     SearchBox* m_searchBox = nullptr;

@@ -3,7 +3,10 @@
 #include <QPushButton>
 #include <QtTest>
 
+#include "app/flat/cflatmessage.h"
 #include "capturelogger.h"
+#include "gap/adddevicedialog.h"
+#include "gap/deviceentrymodel.h"
 #include "dongle/blecrypto.h"
 #include "gap/getinfodlg.h"
 #include "log/logmanager.h"
@@ -35,12 +38,70 @@ class TestE2eDeviceLists : public QObject
     CaptureLogger* m_log = nullptr;
 
     QToolButton* tool(const char* name) const { return m_bench.tab->findChild<QToolButton*>(name); }
+    QComboBox* listType() const { return m_bench.page->findChild<QComboBox*>("deviceListType"); }
+    DeviceEntryModel* whiteListModel() const { return m_bench.page->deviceListModel(0); }
+    QString listCell(int row, int column) const
+    {
+        auto* table = m_bench.page->findChild<QTableView*>("tableView_deviceList");
+        return table->model()->index(row, column).data().toString();
+    }
+    // Adds an address to the white list through the Add dialog, as a user does.
+    void addToWhiteList(const QString& address, bool random)
+    {
+        whenModal([&](QWidget* dialog) {
+            dialog->findChild<QLineEdit*>("lineEdit_address")->setText(address);
+            dialog->findChild<QComboBox*>("comboBox_addressType")->setCurrentIndex(random ? 1 : 0);
+            dialog->findChild<QPushButton*>("pushButtonOK")->click();
+        });
+        m_bench.button("deviceListAdd")->click();
+    }
 
 private slots:
     void initTestCase()
     {
         m_bench.start();
         m_bench.tab->logger()->addLogger(m_log = new CaptureLogger);
+    }
+
+    // Two devices added by hand and one from the scan table, then the list as the dongle has it.
+    void whiteList()
+    {
+        listType()->setCurrentIndex(0);
+        addToWhiteList("C6:5A:10:00:00:21", false);
+        QTRY_COMPARE(whiteListModel()->rowCount(), 1);
+        addToWhiteList("C6:5A:10:00:00:22", true);
+        QTRY_COMPARE(whiteListModel()->rowCount(), 2);
+        m_bench.scanUntilHeard({"c6:5a:10:00:00:01"});
+        m_bench.button("buttonScan")->click();
+        m_bench.button("buttonAddToWhiteList")->click();
+        QTRY_COMPARE(whiteListModel()->rowCount(), 3);
+        whiteListModel()->clear();
+        m_bench.button("deviceListRefresh")->click();
+        QTRY_COMPARE(whiteListModel()->rowCount(), 3);
+        QCOMPARE(listCell(0, 0), QString("c6:5a:10:00:00:21"));
+        QCOMPARE(listCell(1, 1), QString("Random"));
+        QCOMPARE(listCell(2, 0), QString("c6:5a:10:00:00:01"));
+        m_bench.page->grab().save(SCREENSHOT_DIR "devicelist-white.png");
+    }
+
+    // Ten entries fill the list: the eleventh is refused before its dialog opens, and the same
+    // address again is refused by the dongle.
+    void fullWhiteList()
+    {
+        for (int i = whiteListModel()->rowCount(); i < 10; ++i) {
+            addToWhiteList(QString("C6:5A:10:00:01:%1").arg(i, 2, 10, QChar('0')), false);
+            QTRY_COMPARE(whiteListModel()->rowCount(), i + 1);
+        }
+        QString opened;
+        whenModal([&](QWidget* dialog) {
+            opened = dialog->metaObject()->className();
+            dialog->close();
+        });
+        m_bench.button("deviceListAdd")->click();
+        QCOMPARE(opened, QString("CFlatMessage"));
+        QVERIFY(m_log->contains("Can not add white list because white list is full.", 4));
+        m_bench.button("deviceListClear")->click();
+        QTRY_COMPARE(whiteListModel()->rowCount(), 0);
     }
 
     // Every form of Get Info shows what the dongle answered.
