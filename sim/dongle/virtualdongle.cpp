@@ -11,6 +11,7 @@
 #include "loaderengine.h"
 #include "localdeviceengine.h"
 #include "logflood.h"
+#include "periodicsyncengine.h"
 #include "proto/framereader.h"
 #include "proto/simframe.h"
 #include "rftestengine.h"
@@ -50,6 +51,7 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_connections = std::make_unique<ConnectionManager>(*this);
     m_deviceLists = std::make_unique<DeviceListsEngine>(*this);
     m_scanner = std::make_unique<ScannerEngine>(*this, *m_localDevice, *m_deviceLists);
+    m_periodicSync = std::make_unique<PeriodicSyncEngine>(*this, *m_deviceLists, *m_scanner);
     m_initiator = std::make_unique<InitiatorEngine>(*this, *m_localDevice, *m_deviceLists, *m_connections);
     m_gattClient = std::make_unique<GattClientEngine>(*this, *m_connections);
     m_advertiser = std::make_unique<AdvertiserEngine>(*this, *m_localDevice, *m_connections);
@@ -57,7 +59,7 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_iso = std::make_unique<IsoEngine>(*this, *m_connections);
     m_rfTest = std::make_unique<RfTestEngine>(*this);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
-    m_engines = {m_localDevice.get(), m_deviceLists.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_initiator.get(),
+    m_engines = {m_localDevice.get(), m_deviceLists.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_periodicSync.get(), m_initiator.get(),
                  m_gattClient.get(), m_l2cap.get(), m_iso.get(), m_rfTest.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });

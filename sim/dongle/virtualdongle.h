@@ -28,6 +28,7 @@ class L2capEngine;
 class LoaderEngine;
 class LocalDeviceEngine;
 class LogFlood;
+class PeriodicSyncEngine;
 class RfTestEngine;
 class ScannerEngine;
 
@@ -82,6 +83,7 @@ public:
     LocalDeviceEngine* localDevice() const { return m_localDevice.get(); }
     DeviceListsEngine* deviceLists() const { return m_deviceLists.get(); }
     ScannerEngine* scanner() const { return m_scanner.get(); }
+    PeriodicSyncEngine* periodicSync() const { return m_periodicSync.get(); }
     InitiatorEngine* initiator() const { return m_initiator.get(); }
     ConnectionManager* connections() const { return m_connections.get(); }
     GattClientEngine* gattClient() const { return m_gattClient.get(); }
@@ -151,6 +153,7 @@ private:
     std::unique_ptr<DeviceListsEngine> m_deviceLists;
     std::unique_ptr<ConnectionManager> m_connections;
     std::unique_ptr<ScannerEngine> m_scanner;
+    std::unique_ptr<PeriodicSyncEngine> m_periodicSync;
     std::unique_ptr<InitiatorEngine> m_initiator;
     std::unique_ptr<GattClientEngine> m_gattClient;
     std::unique_ptr<AdvertiserEngine> m_advertiser;

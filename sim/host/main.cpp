@@ -55,6 +55,7 @@ int main(int argc, char* argv[])
         "                            the firmware loader fails that step, with status 2 or no answer\n"
         "  loader N normal           every step as it should be again\n"
         "  bond N ADDRESS TYPE [IRK]  a bond with that peer, as an earlier pairing left it\n"
+        "  lose N INDEX              the train of that periodic sync is lost\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

@@ -13,6 +13,7 @@
 #include "dongle/devicelistsengine.h"
 #include "dongle/loaderengine.h"
 #include "dongle/logflood.h"
+#include "dongle/periodicsyncengine.h"
 #include "dongle/rftestengine.h"
 #include "dongle/virtualdongle.h"
 #include "portfolderlock.h"
@@ -136,7 +137,7 @@ QString Simulator::control(const QString& line)
     bool numberOk = false;
     const int n = trimmed.section(QLatin1Char(' '), 1, 1).toInt(&numberOk);
     const QString rest = trimmed.section(QLatin1Char(' '), 2);
-    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request", "loader", "bond"};
+    static const QStringList verbs = {"unplug", "plug", "mute", "status", "inject", "log", "drop", "flood", "request", "loader", "bond", "lose"};
     if (!verbs.contains(verb))
         return QStringLiteral("error: unknown command \"%1\"").arg(verb);
     if (!numberOk || !dongle(n))
@@ -236,6 +237,15 @@ QString Simulator::control(const QString& line)
             return QStringLiteral("error: loader takes start, flash, end or reset, then refuse, silent or normal; "
                                   "or normal alone");
         d->loader()->setBehaviour(steps.value(words.at(0)), behaviours.value(words.at(1)));
+        return QStringLiteral("ok");
+    }
+    if (verb == QLatin1String("lose")) {
+        bool indexOk = false;
+        const uint index = rest.toUInt(&indexOk);
+        if (!indexOk || index > 255)
+            return QStringLiteral("error: lose takes the index of a periodic sync");
+        if (!d->periodicSync()->lose(quint8(index)))
+            return QStringLiteral("error: dongle %1 has no periodic sync %2").arg(n).arg(index);
         return QStringLiteral("ok");
     }
     if (verb == QLatin1String("bond")) {

@@ -57,6 +57,8 @@ private slots:
         QTest::newRow("bond without a type")
             << "bond 1 C6:5A:10:00:00:09"
             << "error: bond takes ADDRESS TYPE [IRK]: AA:BB:CC:DD:EE:FF, 0 or 1, 32 hex digits";
+        QTest::newRow("lose a sync that does not stand") << "lose 1 0" << "error: dongle 1 has no periodic sync 0";
+        QTest::newRow("lose without an index") << "lose 1 x" << "error: lose takes the index of a periodic sync";
         QTest::newRow("log of the longest frame") << "log 1 " + QString(5000, 'x') << "ok";
         QTest::newRow("log past the longest frame") << "log 1 " + QString(4999, 'x') + QChar(0xE9)
                                                     << "error: log takes at most 5000 bytes of text";

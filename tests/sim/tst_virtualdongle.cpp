@@ -12,6 +12,7 @@
 #include "dongle/initiatorengine.h"
 #include "dongle/localdeviceengine.h"
 #include "dongle/logflood.h"
+#include "dongle/periodicsyncengine.h"
 #include "dongle/scannerengine.h"
 #include "dongle/virtualdongle.h"
 #include "proto/commandtable.h"
@@ -237,6 +238,50 @@ private slots:
             QTRY_COMPARE_WITH_TIMEOUT(up.toHex(' '), frames(ups.at(i)).toHex(' '), 5000);
         }
         QVERIFY(!dongle.initiator()->isConnecting()); // every procedure has ended
+    }
+    // The default world's broadcaster (C6:5A:10:00:00:06, SID 2, every 100 ms) while scanning:
+    // synced at index 0, its data reported, then lost; an address nobody has times out; a
+    // second attempt on an index in use is refused.
+    void periodicSync()
+    {
+        VirtualAir air;
+        VirtualDongle dongle(0, &air);
+        QByteArray up;
+        connect(&dongle, &VirtualDongle::uplink, this, [&up](const QByteArray& bytes) { up += bytes; });
+        const auto frames = [&up](const QString& id) {
+            QList<QByteArray> found;
+            for (const QByteArray& frame : cut(up))
+                if (QString(frame.left(3).toHex('@')).toUpper() == id)
+                    found.append(frame);
+            return found;
+        };
+        dongle.feed(hex(kReset));
+        dongle.feed(hex(kActiveScan));
+        // index 0, skip 0, timeout 1 s, the named advertiser
+        dongle.feed(hex(frame("AA 01 1F", "00 00 00 64 00 00 06 00 00 10 5A C6 01 02")));
+        QTRY_COMPARE_WITH_TIMEOUT(frames("DD@01@20").size(), 1, 5000);
+        QCOMPARE(frames("BB@01@1F").first().toHex(' '), frame("BB 01 1F", "00").toLower());
+        QCOMPARE(frames("DD@01@20").first().toHex(' '),
+                 frame("DD 01 20", "00 00 02 50 00 02 05 06 00 00 10 5A C6 01 01 00").toLower());
+        const auto periodicReports = [&] {
+            int count = 0;
+            for (const QByteArray& report : frames("DD@01@02"))
+                if (report.at(15) == 4 && report.at(21) == 0 && report.mid(24, 12) == hex("0BFFFFFF0102030405060708"))
+                    ++count;
+            return count;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(periodicReports() >= 2, 5000);
+        dongle.feed(hex(frame("AA 01 1F", "00 00 00 64 00 00 06 00 00 10 5A C6 01 02")));
+        QTRY_COMPARE_WITH_TIMEOUT(frames("BB@01@1F").last().toHex(' '), frame("BB 01 1F", "0F").toLower(), 5000);
+        QVERIFY(dongle.periodicSync()->lose(0));
+        QCOMPARE(frames("DD@01@82").last().toHex(' '), frame("DD 01 82", "00").toLower());
+        QVERIFY(!dongle.periodicSync()->lose(0));
+
+        // index 1, timeout 100 ms, an address nobody advertises
+        dongle.feed(hex(frame("AA 01 1F", "01 00 00 0A 00 00 07 00 00 10 5A C6 01 02")));
+        QTRY_COMPARE_WITH_TIMEOUT(frames("DD@01@20").size(), 2, 5000);
+        QCOMPARE(frames("DD@01@20").last().toHex(' '),
+                 frame("DD 01 20", "01 CE 00 00 00 02 00 07 00 00 10 5A C6 01 00 00").toLower());
     }
     void rfCalibrationKept()
     {
