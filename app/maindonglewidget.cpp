@@ -678,15 +678,15 @@ void MainDongleWidget::on_sendCommand()
 {
 }
 
-// Settings can't change under a link, a scan or an automatic connection in progress.
-// Five conditions, in this order; one waits for the page that owns it:
-// connections, [periodic sync views other than the idle 0xFF entry: the sync page], scanning,
-// a running advertising set, auto connect.
+// Settings can't change under a link, a periodic sync, a scan or an automatic connection in
+// progress. Five conditions, in this order: connections, periodic syncs standing or being made,
+// scanning, a running advertising set, auto connect.
 bool MainDongleWidget::isAirActionOn() const
 {
     if (!m_connectionWidget)
         return false;
-    return m_connectionWidget->connectionCount() > 0 || m_connectionWidget->isScanning()
+    return m_connectionWidget->connectionCount() > 0 || m_connectionWidget->isSyncing()
+           || m_connectionWidget->isScanning()
            || m_advertisingWidget->hasRunningSet() || m_connectionWidget->isAutoConnecting();
 }
 

@@ -2,7 +2,9 @@
 #include "ui_cconnectionwidget.h"
 
 #include <QHeaderView>
+#include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTime>
 #include <QTreeWidget>
 
 #include "app/flat/cflatmessage.h"
@@ -30,6 +32,11 @@ const char* const kDisconnect = "Disconnect";
 const char* const kAutoConnect = "Auto Connect";
 const char* const kCancelAutoConnect = "Cancel Auto Connect";
 const char* const kPeerDevice = "Peer Device";
+const char* const kStartSync = "Start Sync";
+const char* const kCancelSync = "Cancel Sync";
+const char* const kSyncIndexWrong = "The sync index of periodic advertising is wrong.";
+constexpr quint8 kIdleSyncView = 0xFF;
+constexpr int kPeriodicViewBlocks = 1000;
 
 // Report classes of a scan report.
 enum AdvClassification : quint8 {
@@ -154,6 +161,9 @@ CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMa
     ui->tableView_deviceList->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     ui->tableView_deviceList->verticalHeader()->setDefaultSectionSize(24);
     showDeviceList(WhiteList);
+    ui->m_tbSave->hide();
+    connect(ui->m_tbClear, &QToolButton::clicked, this, &CConnectionWidget::onPeriodicAdvDataClear);
+    connect(ui->m_tbSave, &QToolButton::clicked, this, &CConnectionWidget::onPeriodicAdvDataSave);
 
     m_searchBox = new SearchBox(this);
     m_searchBox->hide();
@@ -208,6 +218,11 @@ void CConnectionWidget::fillProcTable()
         // The file names the resolving list DD@00@7F; this page has always listened for it here.
         {"DD@01@7F", &CConnectionWidget::rpalistContentProc},
         {"BB@01@80", &CConnectionWidget::privacyModeProc},
+        {"BB@01@1F", &CConnectionWidget::createSyncStartSDKProc},
+        {"DD@01@20", &CConnectionWidget::createSyncStartProc},
+        {"BB@01@22", &CConnectionWidget::responseProc},
+        {"DD@01@23", &CConnectionWidget::createSyncStopProc},
+        {"DD@01@82", &CConnectionWidget::syncPassiveStopProc},
     };
 }
 
@@ -393,8 +408,10 @@ void CConnectionWidget::startScanProc(const QByteArray& frame)
         return;
     }
     const quint8 cls = firstByte(m.value("adv_classification"));
-    if (cls == PeriodicData)
+    if (cls == PeriodicData) {
+        periodicReportProc(frame, m);
         return;
+    }
 
     QString text = QLatin1String("Raw Data: ") + QLatin1String(frame.toHex()) + QLatin1String("\r\nField Data: ");
     for (auto it = m.cbegin(); it != m.cend(); ++it)
@@ -845,7 +862,7 @@ void CConnectionWidget::reset()
 
     setScanButtonAtRest(true);
     setButton(ui->buttonConnect, kConnect, ":/icons/connect");
-    setButton(ui->buttonSync, "Start Sync", ":/icons/sync");
+    setSyncButtonAtRest();
     setAutoConnectAtRest();
     ui->buttonScan->setEnabled(true);
     ui->tableView_devices->setEnabled(true);
@@ -854,6 +871,7 @@ void CConnectionWidget::reset()
     ui->buttonAutoConnect->setEnabled(false);
     ui->buttonSync->setEnabled(false);
     on_openAutoConnect(m_config->value("5_0_conn_type").toUInt() == 1);
+    resetSyncViews();
 }
 
 DeviceEntryModel* CConnectionWidget::deviceListModel(int index) const
@@ -1097,4 +1115,234 @@ void CConnectionWidget::privacyModeProc(const QByteArray& frame)
     CCommand::SDKProc(m_logger, frame);
     if (frame.size() == 6 && frame.at(5) == 0)
         on_deviceListRefresh_clicked();
+}
+
+void CConnectionWidget::setSyncButtonAtRest()
+{
+    setButton(ui->buttonSync, kStartSync, ":/icons/sync");
+}
+
+// Every view goes, and the idle one is made anew.
+void CConnectionWidget::resetSyncViews()
+{
+    const QList<QPair<quint16, QPlainTextEdit*>> entries = syncViews.values();
+    syncViews.clear();
+    for (const auto& entry : entries)
+        delete entry.second;
+    ui->comboBox_peerAddr->clear();
+    auto* idle = new QPlainTextEdit(ui->tabPeriodic);
+    idle->setReadOnly(true);
+    syncViews.insert(kIdleSyncView, {0, idle});
+    on_comboBox_peerAddr_currentIndexChanged(-1);
+}
+
+bool CConnectionWidget::removeSync(quint8 index)
+{
+    if (index == kIdleSyncView || !syncViews.contains(index))
+        return false;
+    delete syncViews.take(index).second;
+    const int item = ui->comboBox_peerAddr->findData(index);
+    if (item >= 0)
+        ui->comboBox_peerAddr->removeItem(item);
+    return true;
+}
+
+void CConnectionWidget::on_buttonSync_clicked()
+{
+    const QString command = QStringLiteral("LE Periodic Advertising Create Sync Start");
+    if (ui->buttonSync->toolTip() == QLatin1String(kCancelSync)) {
+        send(QStringLiteral("LE Periodic Advertising Create Sync Stop"), {},
+             {{QStringLiteral("index"), QByteArray(1, char(pendingSyncIndex))}});
+        return;
+    }
+    refreshCommandFields();
+    FieldValueMap extra;
+    if (syncListMode == 1) {
+        // The dongle takes the advertisers from its periodic advertiser list.
+        extra = {{"addr", QByteArray(6, '\0')}, {"addr_type", QByteArray(1, '\0')}, {"adv_sid", QByteArray(1, '\0')}};
+    } else {
+        const QModelIndex current = ui->tableView_devices->currentIndex();
+        if (!current.isValid() || current.row() >= deviceRows.size()) {
+            m_logger->log(QStringLiteral("The row selected from the Discovery Devices table is wrong."), 4);
+            return;
+        }
+        extra = fieldValues(deviceRows.at(current.row()));
+    }
+    quint8 index = 0;
+    while (syncViews.contains(index))
+        ++index;
+    pendingSyncIndex = index;
+    setButton(ui->buttonSync, ui->buttonSync->text(), ":/icons/cancelSync", kCancelSync);
+    ui->buttonScan->setEnabled(false);
+    ui->buttonConnect->setEnabled(false);
+    ui->buttonAddToWhiteList->setEnabled(false);
+    ui->tableView_devices->setEnabled(false);
+    auto* view = new QPlainTextEdit(ui->tabPeriodic);
+    view->setReadOnly(true);
+    view->setMaximumBlockCount(kPeriodicViewBlocks);
+    view->hide();
+    syncViews.insert(index, {0, view});
+    extra.insert(QStringLiteral("index"), QByteArray(1, char(index)));
+    send(command, commandFields, extra);
+}
+
+void CConnectionWidget::createSyncStartSDKProc(const QByteArray& frame)
+{
+    CCommand::SDKProc(m_logger, frame);
+    if (frame.size() != 6 || frame.at(5) == 0)
+        return;
+    setSyncButtonAtRest();
+    onTableView_devicesClicked(ui->tableView_devices->currentIndex());
+    if (!removeSync(pendingSyncIndex))
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::createSyncStartSDKProc");
+}
+
+void CConnectionWidget::createSyncStartProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    quint8 status = 0;
+    if (!parseAndLog(frame, fields) || !readStatus(fields, __LINE__, "CConnectionWidget::createSyncStartProc", status))
+        return;
+    const QByteArray index = fields.value("index");
+    if (index.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::createSyncStartProc");
+        return;
+    }
+    setSyncButtonAtRest();
+    onTableView_devicesClicked(ui->tableView_devices->currentIndex());
+    const quint8 syncIndex = quint8(index.at(0));
+    if (status != 0) {
+        removeSync(syncIndex);
+        CCommand::logUplinkResult(m_logger, frame, status);
+        return;
+    }
+    if (!syncViews.contains(syncIndex) || syncIndex == kIdleSyncView) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::createSyncStartProc");
+        return;
+    }
+    syncViews[syncIndex].first = quint16(littleEndian(fields.value("sync_handle")));
+    ui->buttonMasterBIG->setEnabled(true);
+    ui->tabWidget_device->setCurrentIndex(2);
+    const QByteArray type = fields.value("addr_type");
+    if (type.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::createSyncStartProc");
+        return;
+    }
+    // The type and then the address, as the item has always read.
+    const QString text = (type.at(0) == 0 ? QStringLiteral("public") : QStringLiteral("random"))
+                         + QString::fromLatin1(CUtil::reversed(fields.value("peer_addr")).toHex(':'));
+    ui->comboBox_peerAddr->addItem(text, syncIndex);
+    ui->comboBox_peerAddr->setCurrentIndex(ui->comboBox_peerAddr->count() - 1);
+    CFlatMessage::information(this, QStringLiteral("Info"), QStringLiteral("synchronize succeeded."));
+}
+
+void CConnectionWidget::createSyncStopProc(const QByteArray& frame)
+{
+    syncEnded(frame, true, "CConnectionWidget::createSyncStopProc");
+}
+
+// The dongle lost the train: as a stop, but the scan button and the table stay as they are.
+void CConnectionWidget::syncPassiveStopProc(const QByteArray& frame)
+{
+    syncEnded(frame, false, "CConnectionWidget::syncPassiveStopProc");
+}
+
+void CConnectionWidget::syncEnded(const QByteArray& frame, bool byStop, const char* function)
+{
+    UplinkFieldMap fields;
+    if (!parseAndLog(frame, fields))
+        return;
+    const QByteArray index = fields.value("index");
+    quint8 status = 0;
+    if (index.size() != 1 || (byStop && !readStatus(fields, __LINE__, function, status))) {
+        if (index.size() != 1)
+            CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QLatin1String(function));
+        return;
+    }
+    if (status != 0)
+        return;
+    setSyncButtonAtRest();
+    if (byStop) {
+        ui->buttonScan->setEnabled(true);
+        ui->tableView_devices->setEnabled(true);
+    }
+    onTableView_devicesClicked(ui->tableView_devices->currentIndex());
+    if (!removeSync(quint8(index.at(0))))
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QLatin1String(function));
+}
+
+void CConnectionWidget::on_m_tbStopSync_clicked()
+{
+    if (ui->comboBox_peerAddr->count() == 0)
+        return;
+    send(QStringLiteral("LE Periodic Advertising Create Sync Stop"), {},
+         {{QStringLiteral("index"), QByteArray(1, char(ui->comboBox_peerAddr->currentData().toUInt()))}});
+}
+
+// One view at a time: the current sync's, or the idle one while none stands.
+void CConnectionWidget::on_comboBox_peerAddr_currentIndexChanged(int index)
+{
+    Q_UNUSED(index)
+    while (QLayoutItem* item = ui->verticalLayout_periodicAdv->takeAt(0))
+        delete item;
+    for (const auto& entry : qAsConst(syncViews))
+        entry.second->hide();
+    const quint8 shown = ui->comboBox_peerAddr->count() == 0 ? kIdleSyncView
+                                                               : quint8(ui->comboBox_peerAddr->currentData().toUInt());
+    QPlainTextEdit* view = syncView(shown);
+    if (!view) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__,
+                                   "CConnectionWidget::on_comboBox_peerAddr_currentIndexChanged");
+        return;
+    }
+    ui->verticalLayout_periodicAdv->addWidget(view);
+    view->show();
+}
+
+void CConnectionWidget::onPeriodicAdvDataClear()
+{
+    if (ui->comboBox_peerAddr->count() == 0)
+        return;
+    QPlainTextEdit* view = syncView(quint8(ui->comboBox_peerAddr->currentData().toUInt()));
+    if (!view) {
+        m_logger->log(QLatin1String(kSyncIndexWrong), 4);
+        return;
+    }
+    view->clear();
+}
+
+// Saving a train's data is not offered: the button stays hidden.
+void CConnectionWidget::onPeriodicAdvDataSave()
+{
+}
+
+void CConnectionWidget::on_buttonMasterBIG_clicked()
+{
+    if (ui->comboBox_peerAddr->count() == 0)
+        return;
+    emit masterBIGSucceed(syncViews.value(quint8(ui->comboBox_peerAddr->currentData().toUInt())).first);
+}
+
+// A report of a train the dongle is synchronised to: appended to that sync's view, never a row.
+void CConnectionWidget::periodicReportProc(const QByteArray& frame, const UplinkFieldMap& fields)
+{
+    const QByteArray index = fields.value("per_sync_idx");
+    if (index.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, "CConnectionWidget::periodicReportProc");
+        return;
+    }
+    QPlainTextEdit* view = quint8(index.at(0)) == kIdleSyncView ? nullptr : syncView(quint8(index.at(0)));
+    if (!view) {
+        m_logger->log(QLatin1String(kSyncIndexWrong), 4);
+        return;
+    }
+    QString text = QLatin1String("Time:") + QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"))
+                   + QLatin1String("\r\nRaw Data: ") + QLatin1String(frame.toHex()) + QLatin1String("\r\n")
+                   + QLatin1String("Field Data: ");
+    for (auto it = fields.cbegin(); it != fields.cend(); ++it) {
+        if (it.key() == QLatin1String("tx_power") || it.key() == QLatin1String("rssi")
+            || it.key() == QLatin1String("adv_data_response_data"))
+            text += it.key() + QLatin1String("->") + QLatin1String(it.value().toHex(':')) + QLatin1String("  ");
+    }
+    view->appendPlainText(text);
 }

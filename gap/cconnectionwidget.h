@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QMap>
+#include <QPair>
 #include <QModelIndex>
 #include <QString>
 #include <QVector>
@@ -19,6 +20,7 @@ class DeviceRpaListModel;
 class CLayerWidget;
 class CMsg;
 class LogManager;
+class QPlainTextEdit;
 class QToolButton;
 class QTreeWidget;
 class SearchBox;
@@ -29,7 +31,7 @@ class CConnectionWidget;
 
 // The master side of one dongle: scanning into the device table, the advertising data of the
 // pressed row, and connecting to it, directly or through the white list; the lists the dongle
-// keeps about other devices.
+// keeps about other devices, and the periodic advertisers it is synchronised to.
 class CConnectionWidget : public QWidget
 {
     Q_OBJECT
@@ -51,6 +53,10 @@ public:
     DevicesTableModel* model() const { return m_model; }
     // The model of a list of the Device List panel, by the index of deviceListType.
     DeviceEntryModel* deviceListModel(int index) const;
+    // A periodic sync stands or is being made.
+    bool isSyncing() const { return syncViews.size() > 1; }
+    // The text view of a sync index, or of 0xFF, the one shown while no sync stands.
+    QPlainTextEdit* syncView(quint8 index) const { return syncViews.value(index).second; }
     void showAdvertisingTree(QTreeWidget* tree, const QByteArray& data);
 
 signals:
@@ -59,6 +65,7 @@ signals:
     void sig_masterCondixChanged();
     void cigcisSuccess(CCigCisWidget* dialog);
     void toCIGCISWidget();
+    void masterBIGSucceed(uint16_t syncValue);
 
 public slots:
     void onRcvMsg(const QByteArray& rcvMsg);
@@ -79,6 +86,12 @@ public slots:
     void on_deviceListClear_clicked();
     void on_deviceListRefresh_clicked();
     void on_devicePrivacyModeUpdate_clicked();
+    void on_buttonSync_clicked();
+    void on_m_tbStopSync_clicked();
+    void on_comboBox_peerAddr_currentIndexChanged(int index);
+    void onPeriodicAdvDataClear();
+    void onPeriodicAdvDataSave();
+    void on_buttonMasterBIG_clicked();
 
 private:
     void fillProcTable();
@@ -127,6 +140,17 @@ private:
     void listContentProc(const QByteArray& frame, DeviceEntryModel* model, const char* wrong);
     void privacyModeProc(const QByteArray& frame);
 
+    void resetSyncViews();
+    void setSyncButtonAtRest();
+    // Deletes the view of a sync index and drops its entry and its item; false when it had none.
+    bool removeSync(quint8 index);
+    void createSyncStartSDKProc(const QByteArray& frame);
+    void createSyncStartProc(const QByteArray& frame);
+    void createSyncStopProc(const QByteArray& frame);
+    void syncPassiveStopProc(const QByteArray& frame);
+    void syncEnded(const QByteArray& frame, bool byStop, const char* function);
+    void periodicReportProc(const QByteArray& frame, const UplinkFieldMap& fields);
+
     Ui::CConnectionWidget* ui;
     CMsg* m_msg = nullptr;
     LogManager* m_logger = nullptr;
@@ -149,6 +173,9 @@ private:
     DeviceRpaListModel* m_rpaListModel = nullptr;
     // The entry a list command now in flight is about.
     UplinkFieldMap pendingDevice;
+    // By sync index: the sync handle and the view of the train's data.
+    QMap<quint8, QPair<quint16, QPlainTextEdit*>> syncViews;
+    quint8 pendingSyncIndex = 0;
     QMap<quint8, QString> adTypeNames;
     UplinkTable<CConnectionWidget> procTable;
     SearchBox* m_searchBox = nullptr;
