@@ -154,6 +154,9 @@ CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMa
         tree->setColumnWidth(1, 80);
     }
 
+    // The device table is what the page is for; the lists take what the user drags them.
+    ui->splitter_master->setStretchFactor(0, 3);
+    ui->splitter_master->setStretchFactor(1, 1);
     m_whiteListModel = new DeviceListModel(m_logger, this);
     m_bondListModel = new DeviceListModel(m_logger, this);
     m_periodicListModel = new DevicePeriodicListModel(m_logger, this);

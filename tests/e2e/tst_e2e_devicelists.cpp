@@ -1,5 +1,7 @@
 #include <QComboBox>
 #include <QPlainTextEdit>
+#include <QSignalSpy>
+#include <QSpinBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QtTest>
@@ -16,6 +18,8 @@
 #include "log/logmanager.h"
 #include "masterbench.h"
 #include "schema/ccommanduiwidget.h"
+#include "settings/csetting.h"
+#include "settings/csettingdialog.h"
 
 namespace {
 
@@ -23,9 +27,8 @@ namespace {
 const QString kBroadcaster = "c6:5a:10:00:00:06";
 const QString kPeripheral = "00:00:5e:00:53:11";
 
-// The core's sample identity key, most significant byte first, and dongle 0's own key.
+// The core's sample identity key, most significant byte first.
 const QByteArray kPeerIrk = QByteArray::fromHex("ec0234a357c8ad05341010a60a397d9b");
-const QByteArray kLocalIrk = QByteArray::fromHex("00eeddccbbaa99887766554433221100");
 
 QByteArray wireAddress(const QString& text)
 {
@@ -93,6 +96,7 @@ private slots:
     void initTestCase()
     {
         qRegisterMetaType<uint8_t>("uint8_t");
+        qRegisterMetaType<uint16_t>("uint16_t");
         m_bench.start({"Central", "Peripheral"});
         m_bench.tab->logger()->addLogger(m_log = new CaptureLogger);
     }
@@ -173,7 +177,6 @@ private slots:
         QCOMPARE(shown["RF Path Compensation Values Get"]["rx_path_comp"], QString("0.0"));
     }
 
-    // The addresses read for a bonded peer resolve with its key and with the dongle's own.
     // Two syncs take the indexes 0 and 1 and show their trains' data; a sync is an air action;
     // a stopped 0 is taken again; a lost train returns its sync.
     void periodicSync()
@@ -196,6 +199,11 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_bench.page->syncView(1)->toPlainText().contains("ab:cd"), 10000);
         peers()->setCurrentIndex(0);
         m_bench.page->grab().save(SCREENSHOT_DIR "periodic-sync.png");
+        // The handle of the sync shown goes to the BIG sync page: the first the dongle gave.
+        QSignalSpy big(m_bench.page, &CConnectionWidget::masterBIGSucceed);
+        m_bench.button("buttonMasterBIG")->click();
+        QCOMPARE(big.size(), 1);
+        QCOMPARE(big.first().first().toUInt(), 1u);
 
         // No scan, no link: the syncs alone hold the settings back.
         m_bench.button("buttonScan")->click();
@@ -222,9 +230,64 @@ private slots:
         QCOMPARE(m_bench.button("buttonSync")->toolTip(), QString("Start Sync"));
     }
 
+    // With "Use periodic advertiser list", the dongle syncs to whom its list names: no row is
+    // pressed.
+    void periodicListSync()
+    {
+        m_bench.page->findChild<QToolButton*>("m_tbStopSync")->click();
+        QTRY_VERIFY(syncIndexes().isEmpty());
+        if (m_bench.button("buttonScan")->text() == "Stop Scan")
+            m_bench.button("buttonScan")->click();
+        QTRY_COMPARE_WITH_TIMEOUT(m_bench.button("buttonScan")->text(), QString("Start Scan"), 10000);
+
+        listType()->setCurrentIndex(2);
+        whenModal([](QWidget* dialog) {
+            dialog->findChild<QLineEdit*>("lineEdit_address")->setText("C6:5A:10:00:00:06");
+            dialog->findChild<QComboBox*>("comboBox_addressType")->setCurrentIndex(1);
+            dialog->findChild<QSpinBox*>("spinBox_advSid")->setValue(2);
+            dialog->findChild<QPushButton*>("pushButtonOK")->click();
+        });
+        m_bench.button("deviceListAdd")->click();
+        QTRY_COMPARE(m_bench.page->deviceListModel(2)->rowCount(), 1);
+        QCOMPARE(listCell(0, 2), QString("2"));
+
+        whenModal([](QWidget* modal) {
+            const auto closeAnyway = qScopeGuard([modal] { modal->close(); });
+            auto* dialog = qobject_cast<CSettingDialog*>(modal);
+            QVERIFY(dialog);
+            dialog->setting("type")->setValue(1); // "Use periodic advertiser list for synchronization"
+            dialog->findChild<QPushButton*>("pb_setAll")->click();
+        });
+        tool("toolButton_configureSettings")->click();
+        QCOMPARE(m_bench.tab->config().value("type").toInt(), 1);
+
+        m_bench.button("buttonScan")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(m_bench.button("buttonSync")->isEnabled(), 10000);
+        QVERIFY(!m_bench.table()->currentIndex().isValid());
+        ModalCatcher boxes;
+        m_bench.button("buttonSync")->click();
+        QTRY_COMPARE_WITH_TIMEOUT(syncIndexes(), QList<int>{0}, 10000);
+        QCOMPARE(peers()->itemText(0), QString("randomc6:5a:10:00:00:06"));
+        QCOMPARE(boxes.shown, QStringList{"Info: synchronize succeeded."});
+    }
+
+    // A bonded peer that gave its key stands in the resolving list, whose privacy mode the page
+    // turns; the addresses read for it resolve with its key and with the dongle's own.
     void resolvableAddresses()
     {
         QCOMPARE(m_bench.sim->control("bond 0 C6:5A:10:00:00:01 0 " + kPeerIrk.toHex()), QString("ok"));
+        listType()->setCurrentIndex(3);
+        QTRY_COMPARE(m_bench.page->deviceListModel(3)->rowCount(), 1);
+        QCOMPARE(listCell(0, 0), QString("c6:5a:10:00:00:01"));
+        QCOMPARE(listCell(0, 2), QString("network"));
+        QCOMPARE(listCell(0, 3), QString(kPeerIrk.toHex()));
+        const QByteArray localIrk = QByteArray::fromHex(listCell(0, 4).toLatin1());
+        auto* table = m_bench.page->findChild<QTableView*>("tableView_deviceList");
+        table->setCurrentIndex(table->model()->index(0, 0));
+        m_bench.button("devicePrivacyModeUpdate")->click();
+        QTRY_COMPARE(listCell(0, 2), QString("device"));
+        m_bench.page->grab().save(SCREENSHOT_DIR "devicelist-rpa.png");
+
         QString local;
         QString peer;
         whenModal([&](QWidget* dialog) {
@@ -241,7 +304,7 @@ private slots:
         });
         tool("toolButton_address")->click();
         QVERIFY2(BleCrypto::resolves(kPeerIrk, wireAddress(peer.remove(':'))), qPrintable(peer));
-        QVERIFY2(BleCrypto::resolves(kLocalIrk, wireAddress(local.remove(':'))), qPrintable(local));
+        QVERIFY2(BleCrypto::resolves(localIrk, wireAddress(local.remove(':'))), qPrintable(local));
     }
 
     // The offset goes to the dongle, and the dialog closes.
