@@ -4,6 +4,8 @@
 
 #include <QAbstractItemModel>
 #include <QDir>
+#include <QLabel>
+#include <QPushButton>
 #include <QSettings>
 #include <QTableView>
 #include <QTabWidget>
@@ -18,6 +20,24 @@
 #include "link/cmsg.h"
 #include "simprocess.h"
 #include "whenmodal.h"
+
+// Presses "Set All Static" in the tab's settings dialog and gives the message that refuses it,
+// as "title: text"; empty when the settings went out.
+inline QString setAllRefusal(MainDongleWidget* tab)
+{
+    QString refusal;
+    whenModal([&](QWidget* settings) {
+        whenModal([&](QWidget* box) {
+            const auto* text = box->findChild<QLabel*>("m_text");
+            refusal = box->windowTitle() + ": " + (text ? text->text() : QString());
+            box->close();
+            settings->close();
+        });
+        settings->findChild<QPushButton*>("pb_setAll")->click();
+    });
+    tab->findChild<QToolButton*>("toolButton_configureSettings")->click();
+    return refusal;
+}
 
 // The tool's window, with the default settings, on simulated dongles of the default world, one
 // driven at its Master page as a user does: scanning, the device table's rows, the buttons.

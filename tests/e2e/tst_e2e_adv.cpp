@@ -72,18 +72,7 @@ void TestE2eAdv::legacySetIsFoundAndConnected()
     QVERIFY(running(0));
 
     // A running set is an air action: the static settings wait.
-    QString refusal;
-    whenModal([&](QWidget* settings) {
-        whenModal([&](QWidget* box) {
-            const auto* text = box->findChild<QLabel*>("m_text");
-            refusal = box->windowTitle() + ": " + (text ? text->text() : QString());
-            box->close();
-            settings->close();
-        });
-        settings->findChild<QPushButton*>("pb_setAll")->click();
-    });
-    m_peripheral->findChild<QToolButton*>("toolButton_configureSettings")->click();
-    QCOMPARE(refusal, QString("error: cannot set params when air action is on"));
+    QCOMPARE(setAllRefusal(m_peripheral), QString("error: cannot set params when air action is on"));
 
     m_bench->button("buttonScan")->click();
     QTRY_VERIFY_WITH_TIMEOUT(m_bench->rowOf("Tarvine Adv", "Device") >= 0, 10000);

@@ -146,6 +146,7 @@ private slots:
     void getInfo()
     {
         QMap<QString, QMap<QString, QString>> shown;
+        bool answered = false;
         whenModal([&](QWidget* modal) {
             auto* dialog = qobject_cast<GetInfoDlg*>(modal);
             if (!dialog) {
@@ -153,7 +154,7 @@ private slots:
                 return;
             }
             // Every answer, as the tool logs it.
-            QTest::qWaitFor([&] {
+            answered = QTest::qWaitFor([&] {
                 for (CCommandUiWidget* form : dialog->forms())
                     if (!m_log->texts().join('\n').contains("Uplink Command Name: " + form->name() + "\r\n"))
                         return false;
@@ -165,6 +166,7 @@ private slots:
             dialog->close();
         });
         tool("toolButton_getInfo")->click();
+        QVERIFY(answered);
         QCOMPARE(shown.size(), 8);
         QCOMPARE(shown["Device Version Get"]["lmp_ver"], QString("9"));
         QCOMPARE(shown["Device Version Get"]["manuf_name"], QString("65535"));
@@ -208,18 +210,7 @@ private slots:
         // No scan, no link: the syncs alone hold the settings back.
         m_bench.button("buttonScan")->click();
         QTRY_COMPARE_WITH_TIMEOUT(m_bench.button("buttonScan")->text(), QString("Start Scan"), 10000);
-        QString refusal;
-        whenModal([&](QWidget* settings) {
-            whenModal([&](QWidget* box) {
-                const auto* text = box->findChild<QLabel*>("m_text");
-                refusal = box->windowTitle() + ": " + (text ? text->text() : QString());
-                box->close();
-                settings->close();
-            });
-            settings->findChild<QPushButton*>("pb_setAll")->click();
-        });
-        tool("toolButton_configureSettings")->click();
-        QCOMPARE(refusal, QString("error: cannot set params when air action is on"));
+        QCOMPARE(setAllRefusal(m_bench.tab), QString("error: cannot set params when air action is on"));
 
         m_bench.page->findChild<QToolButton*>("m_tbStopSync")->click();
         QTRY_COMPARE(syncIndexes(), QList<int>{1});
@@ -290,19 +281,21 @@ private slots:
 
         QString local;
         QString peer;
+        bool answered = false;
         whenModal([&](QWidget* dialog) {
             dialog->findChild<QLineEdit*>("lineEdit_peerAddress")->setText("C6:5A:10:00:00:01");
             dialog->findChild<QPushButton*>("buttonPeer")->click();
             dialog->findChild<QPushButton*>("buttonLocal")->click();
             auto* localField = dialog->findChild<QLineEdit*>("lineEdit_localRpa");
             auto* peerField = dialog->findChild<QLineEdit*>("lineEdit_peerRpa");
-            QTest::qWaitFor([&] { return !localField->text().isEmpty() && !peerField->text().isEmpty(); }, 10000);
+            answered = QTest::qWaitFor([&] { return !localField->text().isEmpty() && !peerField->text().isEmpty(); }, 10000);
             local = localField->text();
             peer = peerField->text();
             dialog->grab().save(SCREENSHOT_DIR "resolveaddressdialog.png");
             dialog->close();
         });
         tool("toolButton_address")->click();
+        QVERIFY(answered);
         QVERIFY2(BleCrypto::resolves(kPeerIrk, wireAddress(peer.remove(':'))), qPrintable(peer));
         QVERIFY2(BleCrypto::resolves(localIrk, wireAddress(local.remove(':'))), qPrintable(local));
     }
