@@ -37,6 +37,7 @@ const char* const kCancelSync = "Cancel Sync";
 const char* const kSyncIndexWrong = "The sync index of periodic advertising is wrong.";
 constexpr quint8 kIdleSyncView = 0xFF;
 constexpr int kPeriodicViewBlocks = 1000;
+constexpr int kReportFlushMs = 50;
 
 // Report classes of a scan report.
 enum AdvClassification : quint8 {
@@ -164,6 +165,9 @@ CConnectionWidget::CConnectionWidget(CMsg* msg, LogManager* logger, FieldValueMa
     ui->tableView_deviceList->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     ui->tableView_deviceList->verticalHeader()->setDefaultSectionSize(24);
     showDeviceList(WhiteList);
+    m_reportFlush.setSingleShot(true);
+    m_reportFlush.setInterval(kReportFlushMs);
+    connect(&m_reportFlush, &QTimer::timeout, this, &CConnectionWidget::flushPeriodicReports);
     ui->m_tbSave->hide();
     connect(ui->m_tbClear, &QToolButton::clicked, this, &CConnectionWidget::onPeriodicAdvDataClear);
     connect(ui->m_tbSave, &QToolButton::clicked, this, &CConnectionWidget::onPeriodicAdvDataSave);
@@ -1130,6 +1134,7 @@ void CConnectionWidget::resetSyncViews()
 {
     const QList<QPair<quint16, QPlainTextEdit*>> entries = syncViews.values();
     syncViews.clear();
+    m_pendingReports.clear();
     for (const auto& entry : entries)
         delete entry.second;
     ui->comboBox_peerAddr->clear();
@@ -1144,6 +1149,7 @@ bool CConnectionWidget::removeSync(quint8 index)
     if (index == kIdleSyncView || !syncViews.contains(index))
         return false;
     delete syncViews.take(index).second;
+    m_pendingReports.remove(index);
     const int item = ui->comboBox_peerAddr->findData(index);
     if (item >= 0)
         ui->comboBox_peerAddr->removeItem(item);
@@ -1347,5 +1353,16 @@ void CConnectionWidget::periodicReportProc(const QByteArray& frame, const Uplink
             || it.key() == QLatin1String("adv_data_response_data"))
             text += it.key() + QLatin1String("->") + QLatin1String(it.value().toHex(':')) + QLatin1String("  ");
     }
-    view->appendPlainText(text);
+    m_pendingReports[quint8(index.at(0))].append(text);
+    if (!m_reportFlush.isActive())
+        m_reportFlush.start();
+}
+
+void CConnectionWidget::flushPeriodicReports()
+{
+    for (auto it = m_pendingReports.cbegin(); it != m_pendingReports.cend(); ++it) {
+        if (QPlainTextEdit* view = syncView(it.key()))
+            view->appendPlainText(it.value().join(QLatin1Char('\n')));
+    }
+    m_pendingReports.clear();
 }

@@ -5,6 +5,8 @@
 #include <QPair>
 #include <QModelIndex>
 #include <QString>
+#include <QStringList>
+#include <QTimer>
 #include <QVector>
 #include <QWidget>
 
@@ -150,6 +152,7 @@ private:
     void syncPassiveStopProc(const QByteArray& frame);
     void syncEnded(const QByteArray& frame, bool byStop, const char* function);
     void periodicReportProc(const QByteArray& frame, const UplinkFieldMap& fields);
+    void flushPeriodicReports();
 
     Ui::CConnectionWidget* ui;
     CMsg* m_msg = nullptr;
@@ -176,6 +179,10 @@ private:
     // By sync index: the sync handle and the view of the train's data.
     QMap<quint8, QPair<quint16, QPlainTextEdit*>> syncViews;
     quint8 pendingSyncIndex = 0;
+    // Reports wait here a moment, so that a fast train updates its view a few times a second
+    // rather than once per frame.
+    QMap<quint8, QStringList> m_pendingReports;
+    QTimer m_reportFlush;
     QMap<quint8, QString> adTypeNames;
     UplinkTable<CConnectionWidget> procTable;
     SearchBox* m_searchBox = nullptr;

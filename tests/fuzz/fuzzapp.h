@@ -1,22 +1,9 @@
 #pragma once
 
 #include <QApplication>
-#include <QDialog>
-#include <QEvent>
 #include <QtGlobal>
 
-// Refuses every dialog as it shows: a modal one would wait for a user who never comes.
-class DialogRefuser : public QObject
-{
-public:
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        if (event->type() == QEvent::Show)
-            if (auto* dialog = qobject_cast<QDialog*>(watched))
-                QMetaObject::invokeMethod(dialog, &QDialog::reject, Qt::QueuedConnection);
-        return false;
-    }
-};
+#include "dialogrefuser.h"
 
 // The application a widget target runs in: offscreen, with Qt's own messages silenced so that
 // the fuzzer's output stays readable. The run's logs go to a temporary folder (testlogroot.cpp).
