@@ -42,11 +42,13 @@ CreditChannels::CreditChannels(Transmit transmit, Handlers handlers)
 
 CreditChannels::~CreditChannels() = default;
 
-quint16 CreditChannels::securityResult(int security)
+quint16 CreditChannels::securityResult(int required, const Link::Security& security)
 {
-    if (security >= Authentication)
+    if (required > Authentication && !security.secureConnections)
         return InsufficientAuthentication;
-    return security == Encryption ? InsufficientEncryption : Success;
+    if (required >= Authentication && !security.authenticated)
+        return InsufficientAuthentication;
+    return required >= Encryption && !security.encrypted ? InsufficientEncryption : Success;
 }
 
 void CreditChannels::received(quint16 channel, const QByteArray& data)

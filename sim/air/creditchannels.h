@@ -8,6 +8,8 @@
 #include <QByteArray>
 #include <QList>
 
+#include "link.h"
+
 // L2CAP on LE at one end of one link: the signaling channel's commands for LE credit-based
 // channels, and the channels themselves, which carry SDUs in K-frames cut by the receiver's MPS
 // and sent within the credits the receiver grants. A dongle's L2CAP engine holds one for each of
@@ -96,9 +98,10 @@ public:
     CreditChannels& operator=(const CreditChannels&) = delete;
 
     static bool isDynamic(int cid) { return cid >= FirstDynamicCid && cid <= LastDynamicCid; }
-    // A PSM's security on a link that is not encrypted, as no link is while pairing is not
-    // simulated: Success, or what the response says is missing.
-    static quint16 securityResult(int security);
+    // Whether a link with this security serves a PSM that asks for `required` (0 nothing, 1
+    // encryption, 2 authentication, 3 authentication by Secure Connections): Success, or what the
+    // response says is missing.
+    static quint16 securityResult(int required, const Link::Security& security);
 
     // Data that came on the signaling channel or on a channel of this end.
     void received(quint16 channel, const QByteArray& data);

@@ -3,7 +3,8 @@
 #include <QPointer>
 
 L2capServer::L2capServer(Link* link, Link::End end, const QVector<L2capService>& services, int maxChannels)
-    : m_services(services)
+    : m_link(link)
+    , m_services(services)
     , m_maxChannels(maxChannels)
     , m_channels(
           [link = QPointer<Link>(link), end](quint16 channel, const QByteArray& data) {
@@ -33,7 +34,7 @@ quint16 L2capServer::admit(quint16 psm) const
     const L2capService* service = serviceOf(psm);
     if (!service)
         return CreditChannels::PsmNotSupported;
-    const quint16 security = CreditChannels::securityResult(service->security);
+    const quint16 security = CreditChannels::securityResult(service->security, m_link->security());
     if (security != CreditChannels::Success)
         return security;
     return m_channels.count() >= m_maxChannels ? CreditChannels::NoResources : CreditChannels::Success;

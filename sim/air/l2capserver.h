@@ -26,6 +26,7 @@ private:
     void accept(const CreditChannels::Request& request);
     void take(quint16 cid, const QByteArray& sdu, int frames);
 
+    Link* m_link;
     QVector<L2capService> m_services;
     int m_maxChannels = 0;
     CreditChannels m_channels;

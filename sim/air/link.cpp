@@ -172,6 +172,15 @@ void Link::updateDataLength(End by, int octets, int timeUs)
     });
 }
 
+void Link::encrypt(const Security& security)
+{
+    after(ExchangeEvents, [this, security] {
+        m_security = security;
+        tell(Central, EncryptionChanged);
+        tell(Peripheral, EncryptionChanged);
+    });
+}
+
 void Link::updatePhy(End by, quint8 txPhys, quint8 rxPhys)
 {
     after(ExchangeEvents, [this, by, txPhys, rxPhys] {

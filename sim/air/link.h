@@ -41,7 +41,7 @@ public:
     static constexpr int MaxTimeUs = 17040;
 
     // What both ends hear at the end of a procedure.
-    enum Change { ParametersChanged, DataLengthChanged, PhyChanged };
+    enum Change { ParametersChanged, DataLengthChanged, PhyChanged, EncryptionChanged };
 
     struct Party {
         Peer* peer = nullptr;
@@ -56,6 +56,16 @@ public:
         int latency = 0;
         int timeout = 100; // 10 ms
         quint8 centralClockAccuracy = 0; // as the peripheral learns it
+    };
+    // What a pairing gave the link: its encryption, whether the key was made with protection
+    // against a man in the middle and by Secure Connections, and the key itself (wire order, cut
+    // to its size).
+    struct Security {
+        bool encrypted = false;
+        bool authenticated = false;
+        bool secureConnections = false;
+        int keySize = 0;
+        QByteArray key;
     };
     // How one end sends: PHY, data length, and its power above the 0 dBm it starts with.
     struct Transmitter {
@@ -116,6 +126,10 @@ public:
     // when it changed.
     void updatePhy(End by, quint8 txPhys, quint8 rxPhys);
 
+    const Security& security() const { return m_security; }
+    // The central starts encryption with a key; both ends hear of it once the link layers agree.
+    void encrypt(const Security& security);
+
     // Both ends hear that the link stands, the central first.
     void open();
     void send(End from, quint16 channel, const QByteArray& data);
@@ -147,6 +161,7 @@ private:
     Transmitter m_transmitters[2];
     qint8 m_rssi = -60;
     QByteArray m_channelMap;
+    Security m_security;
     bool m_updating = false;
     std::optional<ParameterRequest> m_request;
     QVector<Pdu> m_queue;

@@ -1,3 +1,8 @@
 #include "peer.h"
 
 Peer::~Peer() = default;
+
+std::optional<quint32> Peer::shownPasskey(const Link*) const
+{
+    return std::nullopt;
+}

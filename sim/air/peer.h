@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <QByteArray>
 
 #include "link.h"
@@ -25,4 +27,6 @@ public:
     // A procedure ended: the link's parameters, data length or PHY are as they now stand, or,
     // with `error`, the far end refused what this end asked for.
     virtual void linkChanged(Link* link, Link::Change change, quint8 error) = 0;
+    // The passkey that this end shows for a pairing on the link, while it shows one.
+    virtual std::optional<quint32> shownPasskey(const Link* link) const;
 };

@@ -7,6 +7,7 @@
 
 #include "controllerinfo.h"
 #include "l2capservice.h"
+#include "securitymanager.h"
 
 class Peer;
 
@@ -44,6 +45,9 @@ struct VirtualAdvertiser {
     int l2capChannels = 2;
     // Whether a device of the world takes the connected isochronous streams that its central asks for.
     bool cis = false;
+    // How a device of the world pairs, and the passkey it always uses; -1: a new one each time.
+    SecurityManager::Parameters security;
+    int passkey = -1;
     // -1 for a device of the world; otherwise the number of the dongle that advertises, and the
     // index of its advertising set.
     int owner = -1;

@@ -10,6 +10,7 @@
 #include "isostreams.h"
 #include "l2capserver.h"
 #include "peer.h"
+#include "securitymanager.h"
 #include "virtualadvertiser.h"
 #include "world/attributedatabase.h"
 
@@ -37,12 +38,17 @@ public:
     // A device of the world takes what its central asks for.
     void parametersRequested(Link* link, const Link::ParameterRequest& request) override;
     void linkChanged(Link* link, Link::Change change, quint8 error) override;
+    std::optional<quint32> shownPasskey(const Link* link) const override;
 
     // SDUs received that wait to be sent back, at most, on each stream.
     static constexpr int MaxEchoes = 8;
 
 private:
     IsoStreams::Handlers streamHandlers();
+    // Its user at the pairing: agrees to everything and reads the passkey off the device's display.
+    SecurityManager::Handlers securityHandlers();
+    // The user types the passkey that the other end shows, once it shows one.
+    void typePasskey(Link* link);
 
     QJsonArray m_services; // shared with the world's other copies of the device
     ControllerInfo m_controller;
@@ -53,6 +59,9 @@ private:
     int m_l2capChannels = 0;
     std::unique_ptr<L2capServer> m_l2cap; // while a central is connected
     bool m_cis = false;
+    SecurityManager::Parameters m_securityParameters;
+    int m_passkey = -1;
+    std::unique_ptr<SecurityManager> m_security; // while a central is connected
     std::unique_ptr<IsoStreams> m_streams; // while a central is connected
     Link* m_link = nullptr;
 };

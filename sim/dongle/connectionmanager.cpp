@@ -5,6 +5,7 @@
 #include "proto/request.h"
 #include "proto/simframe.h"
 #include "router.h"
+#include "securityengine.h"
 #include "virtualdongle.h"
 
 using SimFrame::le16;
@@ -330,6 +331,12 @@ void ConnectionManager::received(Link* link, quint16 channel, const QByteArray& 
         handler.value()(condix, data);
 }
 
+std::optional<quint32> ConnectionManager::shownPasskey(const Link* link) const
+{
+    const int condix = condixOf(link);
+    return condix < 0 ? std::nullopt : m_dongle.security()->shownPasskey(condix);
+}
+
 void ConnectionManager::parametersRequested(Link* link, const Link::ParameterRequest& request)
 {
     const int condix = condixOf(link);
@@ -349,6 +356,8 @@ void ConnectionManager::linkChanged(Link* link, Link::Change change, quint8 erro
     const int condix = condixOf(link);
     if (condix < 0)
         return;
+    if (change == Link::EncryptionChanged)
+        return m_dongle.linkEncrypted(condix);
     const Link::End end = link->endOf(this);
     const quint8 status = error ? quint8(error + VirtualDongle::LinkLayerStatusBase) : 0;
     if (change == Link::ParametersChanged) {

@@ -61,6 +61,7 @@ public:
     void received(Link* link, quint16 channel, const QByteArray& data) override;
     void parametersRequested(Link* link, const Link::ParameterRequest& request) override;
     void linkChanged(Link* link, Link::Change change, quint8 error) override;
+    std::optional<quint32> shownPasskey(const Link* link) const override;
 
 private:
     int condixOf(const Link* link) const;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "blecrypto.h"
+#include "air/blecrypto.h"
 #include "proto/request.h"
 #include "proto/simframe.h"
 #include "router.h"
@@ -97,17 +97,22 @@ void DeviceListsEngine::install(Router& router)
     router.add(0x01, 0x85, Router::WholePayload, [this](const Request& r) { readResolvableAddress(r); });
 }
 
-QString DeviceListsEngine::addBond(const QByteArray& address, quint8 addressType, const QByteArray& peerIrk)
+QString DeviceListsEngine::addBond(const QByteArray& address, quint8 addressType, const QByteArray& peerIrk,
+                                   const QByteArray& ltk, bool evictOldest)
 {
     if (address.size() != 6 || addressType > 1 || (!peerIrk.isEmpty() && peerIrk.size() != 16))
         return QStringLiteral("a bond takes a 6-byte address, type 0 or 1, and a 16-byte key or none");
     const int at = bondIndex(address, addressType);
-    if (at < 0 && m_bonds.size() >= BondListSize)
-        return QStringLiteral("the bond list is full");
+    if (at < 0 && m_bonds.size() >= BondListSize) {
+        if (!evictOldest)
+            return QStringLiteral("the bond list is full");
+        m_bonds.removeFirst();
+    }
     Bond bond;
     bond.address = address;
     bond.addressType = addressType;
     bond.peerIrk = peerIrk;
+    bond.ltk = ltk;
     // Pairing again with a known device replaces its keys.
     if (at >= 0)
         m_bonds[at] = bond;

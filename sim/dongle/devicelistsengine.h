@@ -23,6 +23,7 @@ public:
         QByteArray address; // 6 bytes, wire order
         quint8 addressType = 0;
         QByteArray peerIrk; // 16 bytes in wire order, or empty when the peer gave none
+        QByteArray ltk; // the link key that the pairing left, wire order
         quint8 privacyMode = 0; // 0 network, 1 device
         QByteArray peerRpa; // made at first read, kept until the next reset
         QByteArray localRpa;
@@ -38,8 +39,11 @@ public:
     // Entries of 8 bytes: address, type, advertising SID.
     const QVector<QByteArray>& periodicList() const { return m_periodicList; }
     const QVector<Bond>& bonds() const { return m_bonds; }
-    // A bond as a pairing leaves it; an empty message when it was taken.
-    QString addBond(const QByteArray& address, quint8 addressType, const QByteArray& peerIrk);
+    const QByteArray& localIrk() const { return m_localIrk; }
+    // A bond as a pairing leaves it; an empty message when it was taken. A full list refuses it,
+    // or with `evictOldest` makes room as a stack does for a new pairing.
+    QString addBond(const QByteArray& address, quint8 addressType, const QByteArray& peerIrk,
+                    const QByteArray& ltk = QByteArray(), bool evictOldest = false);
 
 private:
     void editWhitelist(const Request& request, bool add);

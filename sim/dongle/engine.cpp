@@ -20,6 +20,10 @@ void Engine::linkOpened(int, Link*)
 {
 }
 
+void Engine::linkEncrypted(int)
+{
+}
+
 void Engine::linkEnding(int, quint8)
 {
 }

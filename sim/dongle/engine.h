@@ -24,6 +24,8 @@ public:
     // A link is ending with this reason, and the host has not heard DD@01@08 yet: what ends with it
     // and tells the host so comes first, as a controller tells it.
     virtual void linkEnding(int condix, quint8 reason);
+    // The link layer encrypted a link.
+    virtual void linkEncrypted(int condix);
     virtual void linkClosed(int condix);
 
 protected:

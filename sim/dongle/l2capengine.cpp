@@ -87,11 +87,11 @@ void L2capEngine::reset()
     m_links.clear();
 }
 
-void L2capEngine::linkOpened(int condix, Link*)
+void L2capEngine::linkOpened(int condix, Link* link)
 {
     m_links[condix] = std::make_unique<CreditChannels>(
         [this, condix](quint16 channel, const QByteArray& data) { m_connections.send(condix, channel, data); },
-        handlersFor(condix));
+        handlersFor(condix, link));
 }
 
 // The tool drops the connection's pages with it: nothing of its channels is told.
@@ -100,10 +100,10 @@ void L2capEngine::linkClosed(int condix)
     m_links.erase(condix);
 }
 
-CreditChannels::Handlers L2capEngine::handlersFor(int condix)
+CreditChannels::Handlers L2capEngine::handlersFor(int condix, const Link* link)
 {
     CreditChannels::Handlers handlers;
-    handlers.admit = [this](quint16 psm) { return admit(psm); };
+    handlers.admit = [this, link](quint16 psm) { return admit(psm, link->security()); };
     handlers.requested = [this, condix](const CreditChannels::Request& request) {
         m_dongle.respond(0x04, 0x06,
                          {{"le_psm", le16(request.psm)},
@@ -185,18 +185,18 @@ int L2capEngine::channelCount() const
 
 // A request of the far end: the PSM must be registered, the link as secure as the PSM asks, and
 // a channel free on the dongle.
-quint16 L2capEngine::admit(quint16 psm) const
+quint16 L2capEngine::admit(quint16 psm, const Link::Security& security) const
 {
     if (psm > 0xFF || !m_psms.contains(quint8(psm)))
         return CreditChannels::PsmNotSupported;
-    const quint16 security = CreditChannels::securityResult(m_psms.value(quint8(psm)));
-    if (security != CreditChannels::Success)
-        return security;
+    const quint16 result = CreditChannels::securityResult(m_psms.value(quint8(psm)), security);
+    if (result != CreditChannels::Success)
+        return result;
     return channelCount() >= MaxChannels ? CreditChannels::NoResources : CreditChannels::Success;
 }
 
 // Security levels: 0 none, 1 encryption without authentication, 2 authenticated, 3 authenticated
-// with Secure Connections. The key size of use_mks is not checked, as no link is encrypted.
+// with Secure Connections. The key size of use_mks is not checked.
 void L2capEngine::registerPsm(const Request& r)
 {
     const int psm = r.number(QStringLiteral("ls_psm"));

@@ -43,7 +43,7 @@ public:
     void linkClosed(int condix) override;
 
 private:
-    CreditChannels::Handlers handlersFor(int condix);
+    CreditChannels::Handlers handlersFor(int condix, const Link* link);
     // The channels of the request's link; without the link, the ack of an unknown connection
     // index and null.
     CreditChannels* channelsOf(const Request& request);
@@ -52,7 +52,7 @@ private:
     // Why the host's CID, MTU and MPS make no channel on this link; empty when they do.
     static QString endpointError(const CreditChannels& channels, int condix, const CreditChannels::Endpoint& local);
     int channelCount() const;
-    quint16 admit(quint16 psm) const;
+    quint16 admit(quint16 psm, const Link::Security& security) const;
 
     void registerPsm(const Request& r);
     void unregisterPsm(const Request& r);

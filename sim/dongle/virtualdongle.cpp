@@ -16,6 +16,7 @@
 #include "proto/simframe.h"
 #include "rftestengine.h"
 #include "scannerengine.h"
+#include "securityengine.h"
 
 namespace {
 
@@ -58,9 +59,10 @@ VirtualDongle::VirtualDongle(int number, VirtualAir* air, QObject* parent)
     m_l2cap = std::make_unique<L2capEngine>(*this, *m_connections);
     m_iso = std::make_unique<IsoEngine>(*this, *m_connections);
     m_rfTest = std::make_unique<RfTestEngine>(*this);
+    m_security = std::make_unique<SecurityEngine>(*this, *m_localDevice, *m_deviceLists, *m_connections);
     // The sets leave the air first on a reset, before the links end and their far ends hear it.
     m_engines = {m_localDevice.get(), m_deviceLists.get(), m_advertiser.get(), m_connections.get(), m_scanner.get(), m_periodicSync.get(), m_initiator.get(),
-                 m_gattClient.get(), m_l2cap.get(), m_iso.get(), m_rfTest.get()};
+                 m_gattClient.get(), m_l2cap.get(), m_iso.get(), m_rfTest.get(), m_security.get()};
 
     m_router.add(0x00, 0x01, Router::AnyLength, [this](const Request&) { reset(); });
     m_router.add(0x01, 0x84, Router::AnyLength, [this](const Request&) { ack(0x01, 0x84, 0); }); // Heart Beat Detect
@@ -228,6 +230,12 @@ void VirtualDongle::linkEnding(int condix, quint8 reason)
 {
     for (Engine* engine : qAsConst(m_engines))
         engine->linkEnding(condix, reason);
+}
+
+void VirtualDongle::linkEncrypted(int condix)
+{
+    for (Engine* engine : qAsConst(m_engines))
+        engine->linkEncrypted(condix);
 }
 
 void VirtualDongle::linkClosed(int condix)

@@ -31,6 +31,7 @@ class LogFlood;
 class PeriodicSyncEngine;
 class RfTestEngine;
 class ScannerEngine;
+class SecurityEngine;
 
 // One simulated dongle as a protocol engine: downlink bytes in, uplink frames out. It knows
 // nothing of terminals, so a test can drive it in-process. The dongle itself answers the probe,
@@ -88,6 +89,7 @@ public:
     ConnectionManager* connections() const { return m_connections.get(); }
     GattClientEngine* gattClient() const { return m_gattClient.get(); }
     AdvertiserEngine* advertiser() const { return m_advertiser.get(); }
+    SecurityEngine* security() const { return m_security.get(); }
     const Router& router() const { return m_router; }
     LoaderEngine* loader() const { return m_loader.get(); }
 
@@ -113,6 +115,7 @@ public:
     // From the connection manager, for every engine.
     void linkOpened(int condix, Link* link);
     void linkEnding(int condix, quint8 reason);
+    void linkEncrypted(int condix);
     void linkClosed(int condix);
 
 signals:
@@ -160,6 +163,7 @@ private:
     std::unique_ptr<L2capEngine> m_l2cap;
     std::unique_ptr<IsoEngine> m_iso;
     std::unique_ptr<RfTestEngine> m_rfTest;
+    std::unique_ptr<SecurityEngine> m_security;
     QVector<Engine*> m_engines;
     std::unique_ptr<LoaderEngine> m_loader;
 };

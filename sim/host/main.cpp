@@ -56,6 +56,7 @@ int main(int argc, char* argv[])
         "  loader N normal           every step as it should be again\n"
         "  bond N ADDRESS TYPE [IRK]  a bond with that peer, as an earlier pairing left it\n"
         "  lose N INDEX              the train of that periodic sync is lost\n"
+        "  passkey N                 the passkey shown by the device that dongle N pairs with\n"
         "  quit"));
     parser.addHelpOption();
     const QCommandLineOption dongles(QStringLiteral("dongles"), QStringLiteral("Number of dongles."),

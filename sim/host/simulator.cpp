@@ -15,6 +15,7 @@
 #include "dongle/logflood.h"
 #include "dongle/periodicsyncengine.h"
 #include "dongle/rftestengine.h"
+#include "dongle/securityengine.h"
 #include "dongle/virtualdongle.h"
 #include "portfolderlock.h"
 #include "proto/simframe.h"
@@ -264,6 +265,13 @@ QString Simulator::control(const QString& line)
         std::reverse(irk.begin(), irk.end());
         const QString error = d->deviceLists()->addBond(address, quint8(type), irk);
         return error.isEmpty() ? QStringLiteral("ok") : QStringLiteral("error: ") + error;
+    }
+    if (verb == QLatin1String("passkey")) {
+        // What a person would read off the display of the device that dongle N pairs with.
+        const std::optional<quint32> shown = d->security()->peerPasskey();
+        if (!shown)
+            return QStringLiteral("error: nothing that dongle %1 pairs with shows a passkey").arg(n);
+        return QStringLiteral("ok %1").arg(*shown, 6, 10, QLatin1Char('0'));
     }
     if (verb == QLatin1String("flood")) {
         bool rateOk = false;

@@ -28,7 +28,7 @@ constexpr int MaxDevices = 100000;
 const QStringList DeviceKeys = {"name", "address", "addressType", "kind", "connectable", "scannable",
                                 "intervalMs", "txPower", "rssi", "sid", "secondaryPhy", "periodicIntervalMs",
                                 "advData", "scanResponse", "periodicData", "services", "company", "lmpVersion",
-                                "lmpSubversion", "features", "phys", "repeat", "l2cap", "l2capChannels", "cis"};
+                                "lmpSubversion", "features", "phys", "repeat", "l2cap", "l2capChannels", "cis", "security"};
 const QStringList ExtendedOnlyKeys = {"sid", "secondaryPhy", "periodicIntervalMs", "periodicData"};
 // What a central learns of the device's link layer once connected.
 const QStringList ControllerKeys = {"company", "lmpVersion", "lmpSubversion", "features", "phys", "cis"};
@@ -44,6 +44,10 @@ const QStringList L2capDeviceKeys = {"l2cap", "l2capChannels"};
 const QStringList L2capKeys = {"psm", "service", "mtu", "mps", "credits", "security"};
 const QStringList L2capKinds = {"echo", "sink"};
 const QStringList L2capSecurity = {"none", "encryption", "authentication"};
+// How the device pairs: its IO capabilities by the core's names, its flags, and a passkey that it
+// always shows or types instead of a new one each time.
+const QStringList SecurityKeys = {"io", "mitm", "bond", "secureConnections", "passkey"};
+const QStringList IoNames = {"displayOnly", "displayYesNo", "keyboardOnly", "noInputNoOutput", "keyboardDisplay"};
 const QStringList CharacteristicKeys = {"uuid", "properties", "value", "descriptors", "notifyEveryMs", "vary"};
 const QStringList VariationKeys = {"at", "bytes", "min", "max", "step"};
 
@@ -460,6 +464,32 @@ bool WorldLoader::readL2cap(const QJsonObject& object, bool connectable, Virtual
     return true;
 }
 
+bool WorldLoader::readSecurity(const QJsonObject& object, bool connectable, VirtualAdvertiser* out)
+{
+    const QString key = QStringLiteral("security");
+    if (!object.contains(key))
+        return true;
+    if (!connectable)
+        return fail(key, QStringLiteral("is never asked for: the device is not connectable"));
+    const QJsonValue value = object.value(key);
+    if (!value.isObject())
+        return fail(key, QStringLiteral("must be an object, not %1").arg(valueText(value)));
+    const QJsonObject security = value.toObject();
+    m_path = key + QLatin1Char('.');
+    SecurityManager::Parameters& p = out->security;
+    int io = p.io;
+    if (!checkKeys(security, SecurityKeys) || !choice(security, QStringLiteral("io"), IoNames, &io)
+        || !boolean(security, QStringLiteral("mitm"), &p.mitm) || !boolean(security, QStringLiteral("bond"), &p.bond)
+        || !boolean(security, QStringLiteral("secureConnections"), &p.secureConnections)
+        || !number(security, QStringLiteral("passkey"), 0, 999999, &out->passkey))
+        return false;
+    m_path.clear();
+    p.io = quint8(io);
+    // A device that asks for protection against a man in the middle insists on it.
+    p.mitmRequired = p.mitm;
+    return true;
+}
+
 bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertiser>* world)
 {
     VirtualAdvertiser a;
@@ -529,7 +559,7 @@ bool WorldLoader::readDevice(const QJsonObject& object, QVector<VirtualAdvertise
     if (object.contains(QLatin1String("services")) && !checkServices(object))
         return false;
     if (!readController(object, a.connectable, &a.controller) || !readL2cap(object, a.connectable, &a)
-        || !boolean(object, QStringLiteral("cis"), &a.cis))
+        || !boolean(object, QStringLiteral("cis"), &a.cis) || !readSecurity(object, a.connectable, &a))
         return false;
     a.services = object.value(QLatin1String("services")).toArray();
     a.txPower = qint8(txPower);

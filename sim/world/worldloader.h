@@ -43,6 +43,7 @@ private:
     bool nameBits(const QJsonObject& object, const QString& key, const QStringList& names, quint32* out);
     bool readController(const QJsonObject& object, bool connectable, ControllerInfo* out);
     bool readL2cap(const QJsonObject& object, bool connectable, VirtualAdvertiser* out);
+    bool readSecurity(const QJsonObject& object, bool connectable, VirtualAdvertiser* out);
     bool fail(const QString& key, const QString& problem);
 
     QString m_fileName;

@@ -1,6 +1,6 @@
 #include <QtTest>
 
-#include "dongle/blecrypto.h"
+#include "air/blecrypto.h"
 
 class TestBleCrypto : public QObject
 {
@@ -34,6 +34,19 @@ private slots:
         const QByteArray irk = QByteArray::fromHex("ec0234a357c8ad05341010a60a397d9b");
         QCOMPARE(BleCrypto::ah(irk, 0x708194), quint32(0x0dfbaa));
         QCOMPARE(BleCrypto::resolvableAddress(irk, 0x308194).toHex(), QByteArray("aafb0d948170"));
+    }
+
+    // The core's samples of the legacy pairing functions, with a zero TK.
+    void legacyPairing()
+    {
+        const QByteArray k(16, '\0');
+        const QByteArray confirm = BleCrypto::c1(k, QByteArray::fromHex("5783D52156AD6F0E6388274EC6702EE0"),
+                                                 QByteArray::fromHex("05000800000302"), QByteArray::fromHex("07071000000101"),
+                                                 1, QByteArray::fromHex("A1A2A3A4A5A6"), 0, QByteArray::fromHex("B1B2B3B4B5B6"));
+        QCOMPARE(confirm.toHex(), QByteArray("1e1e3fef878988ead2a74dc5bef13b86"));
+        const QByteArray stk = BleCrypto::s1(k, QByteArray::fromHex("000F0E0D0C0B0A091122334455667788"),
+                                             QByteArray::fromHex("010203040506070899AABBCCDDEEFF00"));
+        QCOMPARE(stk.toHex(), QByteArray("9a1fe1f0e8b0f49b5b4216ae796da062"));
     }
 
     void resolving_data()

@@ -6,7 +6,7 @@
 #include <QtTest>
 
 #include "air/virtualair.h"
-#include "dongle/blecrypto.h"
+#include "air/blecrypto.h"
 #include "dongle/connectionmanager.h"
 #include "dongle/devicelistsengine.h"
 #include "dongle/initiatorengine.h"
@@ -97,7 +97,7 @@ private slots:
         row("unknown id dropped with a log line", {"AA 01 FE 00 00 57"}, {"log: uart rx: unknown command 01@FE, frame dropped"});
         row("garbage before a frame dropped with a log line, frame answered", {"01 02 03 AA 01 84 00 00 D1"},
             {"log: uart rx: dropped 3 bytes without frame header | BB 01 84 01 00 00 BF"});
-        row("known command not simulated", {frame("AA 02 03", "")}, {ackFrame("02@03", 17)});
+        row("known command not simulated", {frame("AA 01 05", "")}, {ackFrame("01@05", 17)});
         row("advertising data built by hand is a known command", {"AA 01 25 06 00 00 03 02 01 06 00 1E"},
             {"BB 01 25 01 00 09 15 | log: Legacy Advertising Data Set: set 0 has no parameters"});
         row("Device Name Set then Get", {"AA 01 59 04 00 03 41 42 43 2F AA 01 5B 00 00 FA"},

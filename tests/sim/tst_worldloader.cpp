@@ -34,7 +34,7 @@ private slots:
             "device 0 \"Lamp\": \"rsi\" is no key of this file; known here: name, address, addressType, kind, "
             "connectable, scannable, intervalMs, txPower, rssi, sid, secondaryPhy, periodicIntervalMs, advData, "
             "scanResponse, periodicData, services, company, lmpVersion, lmpSubversion, features, phys, repeat, l2cap, "
-            "l2capChannels, cis");
+            "l2capChannels, cis, security");
         row("PHYs without LE 1M", device("\"phys\": [\"2M\"]"), "device 0: \"phys\" must hold \"1M\", which every device takes");
         row("LMP version past a byte", device("\"lmpVersion\": 256"),
             "device 0: \"lmpVersion\" must be a whole number from 0 to 255, not 256");

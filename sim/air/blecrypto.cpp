@@ -118,6 +118,26 @@ quint32 ah(const QByteArray& irk, quint32 prand)
     return quint32(quint8(out.at(13))) << 16 | quint32(quint8(out.at(14))) << 8 | quint8(out.at(15));
 }
 
+QByteArray c1(const QByteArray& k, const QByteArray& r, const QByteArray& pres, const QByteArray& preq, quint8 iat,
+              const QByteArray& ia, quint8 rat, const QByteArray& ra)
+{
+    const QByteArray p1 = pres + preq + char(rat & 1) + char(iat & 1);
+    const QByteArray p2 = QByteArray(4, '\0') + ia + ra;
+    QByteArray block = r;
+    for (int i = 0; i < 16; ++i)
+        block[i] = char(block.at(i) ^ p1.at(i));
+    block = e(k, block);
+    for (int i = 0; i < 16; ++i)
+        block[i] = char(block.at(i) ^ p2.at(i));
+    return e(k, block);
+}
+
+QByteArray s1(const QByteArray& k, const QByteArray& r1, const QByteArray& r2)
+{
+    // The least significant halves of both randoms, r1's in front.
+    return e(k, r1.right(8) + r2.right(8));
+}
+
 QByteArray resolvableAddress(const QByteArray& irk, quint32 random)
 {
     // The two top bits 0b01 mark the address resolvable.
