@@ -13,7 +13,7 @@
 #include "capturelogger.h"
 #include "gap/adddevicedialog.h"
 #include "gap/deviceentrymodel.h"
-#include "dongle/blecrypto.h"
+#include "air/blecrypto.h"
 #include "gap/getinfodlg.h"
 #include "log/logmanager.h"
 #include "masterbench.h"
