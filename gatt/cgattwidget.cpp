@@ -4,10 +4,14 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QHeaderView>
+#include <QMessageBox>
+#include <QRandomGenerator>
 #include <QTextStream>
 #include <QTimer>
 
 #include "app/flat/cflatmessage.h"
+#include "gatt/cgattcmddlg.h"
+#include "gatt/csmdilog.h"
 #include "gatt/gatttablemodel.h"
 #include "gatt/treeitem.h"
 #include "gatt/treemodel.h"
@@ -26,6 +30,19 @@ constexpr quint8 kRead = 0x02;
 constexpr quint8 kWriteWithResponse = 0x08;
 constexpr quint8 kNotify = 0x10;
 constexpr quint8 kIndicate = 0x20;
+// Receiving Encryption Request: the request types, and byte 1 of a passkey request.
+constexpr quint8 kPeerRequest = 0;
+constexpr quint8 kPasskeyRequest = 1;
+constexpr quint8 kComparisonRequest = 3;
+constexpr quint8 kPasskeyShow = 1;
+constexpr quint8 kPasskeyType = 2;
+constexpr int kFrameHeader = 5;
+constexpr quint32 kPasskeyLimit = 999999;
+
+QString sixDigits(quint32 value)
+{
+    return QStringLiteral("%1").arg(value, 6, 10, QLatin1Char('0'));
+}
 
 QString hexText(quint16 value)
 {
@@ -47,6 +64,9 @@ CGattWidget::CGattWidget(uint8_t condix, CMsg* msg, LogManager* logger, const QS
     ui->setupUi(this);
     ui->treeView->setModel(treeModel);
     setViewColumnWidths();
+    m_commandTab = new CGattCmdDlg(condix, msg, logger, ui->gattTabWidget);
+    ui->gattTabWidget->addTab(m_commandTab, QStringLiteral("Send Commands"));
+    connect(m_commandTab, &CGattCmdDlg::sig_sendDicoverCmd, this, &CGattWidget::onSendDicoverCmd);
     fillProcTable();
     if (m_msg) {
         connect(m_msg, &CMsg::sig_rcvGattMsg, this, &CGattWidget::onRcvMsg);
@@ -84,6 +104,8 @@ void CGattWidget::fillProcTable()
     procTable.insert(QStringLiteral("DD@03@34"), &CGattWidget::discoverEndProc);
     procTable.insert(QStringLiteral("BB@02@07"), &CGattWidget::lastAckProc);
     procTable.insert(QStringLiteral("DD@02@0A"), &CGattWidget::getLnkProc);
+    procTable.insert(QStringLiteral("DD@02@06"), &CGattWidget::smMsgProc);
+    procTable.insert(QStringLiteral("DD@02@04"), &CGattWidget::startingPairProc);
 }
 
 void CGattWidget::onRcvMsg(const QByteArray& rcvMsg)
@@ -667,4 +689,114 @@ void CGattWidget::getLnkProc(const QByteArray& frame)
     emit sig_showDongleTab(dongleName());
     CFlatMessage::information(this, dongleName() + QStringLiteral(" Link Value"),
                               QStringLiteral("Link value number: ") + QString::fromLatin1(ltk.toHex(':')));
+}
+
+// ---- Pairing ----
+
+void CGattWidget::on_cmsdialogPair(QString number, uint8_t accpet)
+{
+    passkeyNumber = number.toUInt();
+    passkeyAccept = accpet;
+}
+
+QPointer<csmdilog> CGattWidget::runPairDialog(const QString& title, const QString& heading, const QString& passkey,
+                                              bool editable)
+{
+    QPointer<csmdilog> dialog = new csmdilog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose, false);
+    dialog->setTitle(dongleName() + title);
+    dialog->setHeading(heading);
+    dialog->setPasskeyText(passkey);
+    dialog->setPasskeyEnabled(editable);
+    connect(dialog, &csmdilog::cmsdialogPair, this, &CGattWidget::on_cmsdialogPair);
+    pairDialog = dialog;
+    dialog->exec();
+    return dialog;
+}
+
+// The security manager's questions: the request type, what it needs, the link last.
+void CGattWidget::smMsgProc(const QByteArray& frame)
+{
+    if (frame.size() < kFrameHeader + 2 || quint8(frame.at(frame.size() - 1)) != condix)
+        return;
+    CCommand::logUplinkRaw(m_logger, frame);
+    const QByteArray body = frame.mid(kFrameHeader);
+    const quint8 type = quint8(body.at(0));
+    if (type == kPeerRequest) {
+        emit sig_showDongleTab(dongleName());
+        // Closing the box answers No, as every question box does.
+        const int answer = CFlatMessage::question(this, dongleName() + QStringLiteral(": Make Pair"),
+                                                  QStringLiteral("Receive encryption request from the peer device"));
+        if (confirmMode == 1)
+            sendConfirm(QByteArray(1, char(type)) + char(answer == QMessageBox::Yes ? 1 : 0) + char(condix));
+        return;
+    }
+    QPointer<csmdilog> dialog;
+    QByteArray reply(1, char(type));
+    if (type == kPasskeyRequest) {
+        const quint8 action = body.size() > 2 ? quint8(body.at(1)) : 0;
+        if (action == kPasskeyShow) {
+            const quint32 passkey = QRandomGenerator::global()->bounded(kPasskeyLimit + 1);
+            dialog = runPairDialog(QStringLiteral(": Generate Passkey"), QStringLiteral("Generate Passkey"), sixDigits(passkey), false);
+        } else if (action == kPasskeyType) {
+            dialog = runPairDialog(QStringLiteral(": Input Passkey"), QStringLiteral("Input Passkey"), QString(), true);
+        }
+        reply += char(passkeyAccept) + CUtil::valueToArray(0, passkeyNumber, 4);
+    } else if (type == kComparisonRequest) {
+        quint64 number = 0;
+        if (body.size() < 6 || CUtil::arrayToValue(0, body.mid(1, 4), number) != 0)
+            return;
+        dialog = runPairDialog(QStringLiteral(": Number Comparison"), QStringLiteral("Number Comparison"),
+                               sixDigits(quint32(number)), false);
+        reply += char(passkeyAccept);
+    } else {
+        return;
+    }
+    if (confirmMode == 1 && pairDialog)
+        sendConfirm(reply + char(condix));
+    if (dialog)
+        dialog->deleteLater();
+}
+
+void CGattWidget::sendConfirm(const QByteArray& body)
+{
+    QByteArray frame;
+    frame.append(char(0xAA)).append(char(0x02)).append(char(0x07));
+    frame.append(CUtil::valueToArray(0, quint64(body.size()), 2));
+    frame.append(body);
+    if (m_logger)
+        m_logger->log(QStringLiteral("Sending Confirm Information\r\nRaw data: ") + QLatin1String(frame.toHex()), 2);
+    if (!m_msg || m_msg->sendMsg(frame) != 0) {
+        CCommand::logSendFailed(m_logger, QStringLiteral("Sending Confirm Information"));
+        return;
+    }
+    pairDialog = nullptr;
+}
+
+void CGattWidget::startingPairProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    const QByteArray link = fields.value(QStringLiteral("condix"));
+    if (link.size() != 1 || quint8(link.at(0)) != condix)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    const QByteArray result = fields.value(QStringLiteral("result"));
+    if (result.size() != 1) {
+        CCommand::logInternalError(m_logger, kSourceFile, __LINE__, QStringLiteral("CGattWidget::startingPairProc"));
+        return;
+    }
+    const QString title = dongleName() + QStringLiteral(": Pair Result");
+    if (result.at(0) == 0) {
+        emit sig_showDongleTab(dongleName());
+        CFlatMessage::information(this, title, QStringLiteral("Pair succeeded."));
+        return;
+    }
+    const QString reason = CCommand::statusWord("en_PAIR_RESULT", quint8(result.at(0)));
+    if (pairDialog) {
+        pairDialog->close();
+        pairDialog = nullptr;
+    }
+    CFlatMessage::information(this, title, QStringLiteral("Pair failed. Result: ") + reason);
 }

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QModelIndex>
+#include <QPointer>
 #include <QString>
 #include <QVector>
 #include <QWidget>
@@ -11,7 +12,9 @@
 #include "schema/ccommand.h"
 #include "schema/uplinkdispatch.h"
 
+class CGattCmdDlg;
 class CMsg;
+class csmdilog;
 class GattTableModel;
 class LogManager;
 class TreeModel;
@@ -38,6 +41,7 @@ public:
     TreeModel* tree() const { return treeModel; }
     GattTableModel* table() const { return tableModel; }
     int pending() const { return pendingCount; }
+    CGattCmdDlg* commandTab() const { return m_commandTab; }
 
 signals:
     void sig_showDongleTab(QString dongleName);
@@ -61,6 +65,7 @@ public slots:
     void onSendDicoverCmd();
     void onRcvMsg(const QByteArray& rcvMsg);
     void on_pairEnable(bool pairEnable);
+    void on_cmsdialogPair(QString number, uint8_t accpet);
 
 protected:
     // The file chosen for the export; empty when the dialog was cancelled.
@@ -103,6 +108,14 @@ private:
     void WriteProc(const QByteArray& frame);
     void notificationProc(const QByteArray& frame);
     void getLnkProc(const QByteArray& frame);
+    void smMsgProc(const QByteArray& frame);
+    void startingPairProc(const QByteArray& frame);
+    // Asks the pairing question of a dialog, modal; its answer lands in on_cmsdialogPair. The
+    // dialog outlives its run, so that pairDialog tells whether a failure closed it meanwhile; the
+    // caller deletes it once the answer went out.
+    QPointer<csmdilog> runPairDialog(const QString& title, const QString& heading, const QString& passkey, bool editable);
+    // "Sending Confirm Information", built here: no schema row holds its body.
+    void sendConfirm(const QByteArray& body);
     // The records of a list uplink, each cut by its own header; empty after a logged refusal
     // (`ok` false) or for another link.
     QList<QByteArray> listRecords(const QByteArray& frame, int headerBytes, int lengthAt, int lengthBytes, bool* ok);
@@ -119,4 +132,10 @@ private:
     bool sdkResultEnabled = false;
     UplinkTable<CGattWidget> procTable;
     bool m_expandPending = false;
+    CGattCmdDlg* m_commandTab = nullptr;
+    // The pairing question that is open, until its answer went out or the pairing failed.
+    QPointer<csmdilog> pairDialog;
+    quint32 passkeyNumber = 0;
+    uint8_t passkeyAccept = 0;
+    int confirmMode = 1;
 };
