@@ -101,6 +101,7 @@ CGattCmdDlg::CGattCmdDlg(uint8_t condix, CMsg* msg, LogManager* logger, QWidget*
         }
         m_model->appendRow(groupItem);
     }
+    treeViewMsg->expandAll();
     if (m_msg)
         connect(m_msg, &CMsg::sig_rcvGattMsg, this, &CGattCmdDlg::onRcvMsg);
 }

@@ -29,6 +29,9 @@ csmdilog::csmdilog(QWidget* parent)
     m_passkey->setPlaceholderText(QLatin1String(kAskSixDigits));
     m_passkey->setAlignment(Qt::AlignCenter);
     m_passkey->setMinimumWidth(260);
+    // The digits are what the user compares: large, and dark even where the field is read-only.
+    m_passkey->setStyleSheet(QStringLiteral("QLineEdit { font-size: 18px; min-height: 30px; } "
+                                            "QLineEdit:disabled { color: #1f2d3d; }"));
     m_passkey->setEnabled(false);
     btn_Yes->setObjectName(QStringLiteral("btn_Yes"));
     btn_No->setObjectName(QStringLiteral("btn_No"));

@@ -154,17 +154,18 @@ private slots:
 
     void screenshots()
     {
-        csmdilog dialog;
-        dialog.setTitle(m_dongleName + ": Input Passkey");
-        dialog.setHeading("Input Passkey");
-        dialog.setPasskeyEnabled(true);
-        dialog.show();
-        QVERIFY(dialog.grab().save(SCREENSHOT_DIR "csmdilog-input.png"));
-        dialog.setTitle(m_dongleName + ": Number Comparison");
-        dialog.setHeading("Number Comparison");
-        dialog.setPasskeyText("000042");
-        dialog.setPasskeyEnabled(false);
-        QVERIFY(dialog.grab().save(SCREENSHOT_DIR "csmdilog-comparison.png"));
+        csmdilog input;
+        input.setTitle(m_dongleName + ": Input Passkey");
+        input.setHeading("Input Passkey");
+        input.setPasskeyEnabled(true);
+        input.show();
+        QVERIFY(input.grab().save(SCREENSHOT_DIR "csmdilog-input.png"));
+        csmdilog comparison;
+        comparison.setTitle(m_dongleName + ": Number Comparison");
+        comparison.setHeading("Number Comparison");
+        comparison.setPasskeyText("000042");
+        comparison.show();
+        QVERIFY(comparison.grab().save(SCREENSHOT_DIR "csmdilog-comparison.png"));
     }
 
 private:

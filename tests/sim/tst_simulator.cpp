@@ -50,6 +50,7 @@ private slots:
         QTest::newRow("loader at no step") << "loader 1 erase refuse"
                                            << "error: loader takes start, flash, end or reset, then refuse, silent or "
                                               "normal; or normal alone";
+        QTest::newRow("passkey with nothing shown") << "passkey 1" << "error: nothing that dongle 1 pairs with shows a passkey";
         QTest::newRow("bond with a key") << "bond 1 C6:5A:10:00:00:09 1 ec0234a357c8ad05341010a60a397d9b" << "ok";
         QTest::newRow("bond with a short key")
             << "bond 1 C6:5A:10:00:00:09 1 ec0234"
