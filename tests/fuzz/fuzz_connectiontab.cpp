@@ -1,4 +1,4 @@
-// A run of uplinks and clicks into one connection's tab: GATT uplinks into its GATT panel, GAP
+// A run of uplinks and clicks into one connection's tab: GATT and pairing uplinks into its GATT panel, GAP
 // uplinks into its GAP page, between them the panel's buttons and a press on its first row.
 // Input: records of [what][length][payload], the length one byte; a `what` past the uplinks is a
 // click, and a click takes no length or payload.
@@ -22,7 +22,7 @@ const char* const kUplinks[] = {
     "BB0329", "BB0203", "BB020A", "BB0207", "BB0320", "BB0324", "DD031B", "DD031D", "DD031F", "DD0317",
     "DD0319", "DD0325", "DD0327", "DD030F", "DD0311", "DD0313", "DD0315", "DD0321", "DD0323", "DD0301",
     "DD0328", "DD0303", "DD0305", "DD0330", "DD0307", "DD0331", "DD0309", "DD030B", "DD0332", "DD030D",
-    "DD0333", "DD0334", "DD020A", "BB0137", "BB0143", "BB014B", "BB014D", "BB014F", "BB0151", "BB0153",
+    "DD0333", "DD0334", "DD020A", "DD0206", "DD0204", "BB0137", "BB0143", "BB014B", "BB014D", "BB014F", "BB0151", "BB0153",
     "BB0157", "BB0139", "BB0181", "DD0138", "DD013C", "DD0144", "DD014C", "DD014E", "DD0150", "DD0152",
     "DD0154", "DD0156"};
 constexpr int kUplinkCount = sizeof kUplinks / sizeof *kUplinks;
