@@ -38,6 +38,16 @@ CFlatMessage::CFlatMessage(QWidget* parent)
 
 CFlatMessage::~CFlatMessage() = default;
 
+// A wrapped label does not make a top-level layout taller by itself: the box would cut a long
+// text (a link key, a path) after its first line.
+void CFlatMessage::fitText()
+{
+    const int wanted = m_text->fontMetrics().horizontalAdvance(m_text->text()) + 8;
+    const int width = qBound(m_text->minimumWidth(), wanted, 520);
+    m_text->setMinimumWidth(width);
+    m_text->setMinimumHeight(m_text->heightForWidth(width));
+}
+
 int CFlatMessage::information(QWidget* parent, const QString& title, const QString& text)
 {
     CFlatMessage box(parent);
@@ -45,6 +55,7 @@ int CFlatMessage::information(QWidget* parent, const QString& title, const QStri
     box.setWindowTitle(title);
     box.m_text->setText(text);
     box.m_text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    box.fitText();
     box.m_yes->hide();
     box.m_no->hide();
     box.m_ok->setDefault(true);
@@ -58,6 +69,7 @@ int CFlatMessage::question(QWidget* parent, const QString& title, const QString&
     box.m_lblTitle->setText(title);
     box.setWindowTitle(title);
     box.m_text->setText(text);
+    box.fitText();
     box.m_ok->hide();
     return box.exec() == QDialog::Accepted ? QMessageBox::Yes : QMessageBox::No;
 }

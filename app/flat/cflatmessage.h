@@ -21,6 +21,8 @@ public:
     static int question(QWidget* parent, const QString& title, const QString& text);
 
 private:
+    void fitText();
+
     QLabel* m_text = nullptr;
     QPushButton* m_ok = nullptr;
     QPushButton* m_yes = nullptr;

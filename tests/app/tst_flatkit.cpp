@@ -1,4 +1,5 @@
 #include <QFrame>
+#include <QLabel>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
@@ -94,6 +95,32 @@ private slots:
             ? CFlatMessage::question(nullptr, QStringLiteral("Delete"), QStringLiteral("Sure?"))
             : CFlatMessage::information(nullptr, QStringLiteral("error"), QStringLiteral("widget numbers should < 5"));
         QTEST(result, "answer");
+    }
+
+    void messageShowsItsWholeText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("short") << QStringLiteral("save fail!");
+        QTest::newRow("a link key on one line")
+            << QStringLiteral("Link value number: ") + QByteArray(16, '\xa5').toHex(':');
+        QTest::newRow("a sentence that wraps")
+            << QStringLiteral("The file could not be opened because ").repeated(6);
+    }
+    void messageShowsItsWholeText()
+    {
+        QFETCH(QString, text);
+        bool tallEnough = false;
+        bool wideEnough = false;
+        whenModal([&](QWidget* box) {
+            auto* label = box->findChild<QLabel*>(QStringLiteral("m_text"));
+            tallEnough = label->height() >= label->heightForWidth(label->width());
+            wideEnough = label->width() >= qMin(label->fontMetrics().horizontalAdvance(text), 520);
+            box->grab().save(SCREENSHOT_DIR "flatmessage-" + QString(QTest::currentDataTag()).replace(' ', '-') + ".png");
+            QTest::mouseClick(box->findChild<QAbstractButton*>(QStringLiteral("m_ok")), Qt::LeftButton);
+        });
+        CFlatMessage::information(nullptr, QStringLiteral("message"), text);
+        QVERIFY(tallEnough);
+        QVERIFY(wideEnough);
     }
 
     void scrollBarShowsOnEntryOnlyWhenContentOverflows_data()
