@@ -21,6 +21,10 @@
 #include "gap/clayerwidget.h"
 #include "gatt/cgattwidget.h"
 #include "iso/ccigciswidget.h"
+#include "iso/masterbigwidget.h"
+#include "iso/receivecisslavepara.h"
+#include "iso/slavebigwidget.h"
+#include "iso/slaveciswidget.h"
 #include "l2cap/cregisterpsmdialog.h"
 #include "link/cheartbeat.h"
 #include "link/cmsg.h"
@@ -158,6 +162,8 @@ void MainDongleWidget::fillProcTable()
         {"DD@05@04", &MainDongleWidget::profileSetProc},
         {"BB@06@05", &MainDongleWidget::sdkProc},
         {"BB@06@06", &MainDongleWidget::sdkProc},
+        {"DD@06@10", &MainDongleWidget::incomingCisProc},
+        {"DD@06@03", &MainDongleWidget::slaveCisProc},
     };
 }
 
@@ -190,6 +196,8 @@ void MainDongleWidget::buildPages()
             &MainDongleWidget::on_disConnectRequest);
     connect(m_connectionWidget, &CConnectionWidget::cigcisSuccess, this, &MainDongleWidget::on_cigcisSuccess);
     connect(m_connectionWidget, &CConnectionWidget::toCIGCISWidget, this, &MainDongleWidget::on_toCIGCISWidget);
+    connect(m_connectionWidget, &CConnectionWidget::masterBIGSucceed, this, &MainDongleWidget::on_masterBIGSucceed);
+    connect(m_advertisingWidget, &advertisingWidget::sig_slaveBIGSucceed, this, &MainDongleWidget::on_slaveBIGSucceed);
     connect(m_msg, &CMsg::sig_rcvCommonMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvGapMsg, m_connectionWidget, &CConnectionWidget::onRcvMsg);
     connect(m_msg, &CMsg::sig_rcvGapMsg, m_advertisingWidget, &advertisingWidget::onRcvMsg);
@@ -445,7 +453,8 @@ void MainDongleWidget::resetCompleteProc(const QByteArray& frame)
         QWidget* page = ui->tabWidget->widget(index);
         if (qobject_cast<CCigCisWidget*>(page))
             removeMasterPageTab(index);
-        else if (qobject_cast<CLayerWidget*>(page))
+        else if (qobject_cast<CLayerWidget*>(page) || qobject_cast<SlaveCISWidget*>(page)
+                 || qobject_cast<CBigPage*>(page))
             removePageTab(index);
     }
     resetModePages();
@@ -761,6 +770,103 @@ void MainDongleWidget::on_toCIGCISWidget()
     }
 }
 
+template <class Page>
+int MainDongleWidget::tabOf() const
+{
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        if (qobject_cast<Page*>(ui->tabWidget->widget(index)))
+            return index;
+    }
+    return -1;
+}
+
+template <class Page>
+Page* MainDongleWidget::showBigPage(const QString& title, int place)
+{
+    int index = tabOf<Page>();
+    if (index >= 0) {
+        ui->tabWidget->setCurrentIndex(index);
+        return static_cast<Page*>(ui->tabWidget->widget(index));
+    }
+    auto* page = new Page(m_msg, m_logger, m_config);
+    index = ui->tabWidget->insertTab(place, page, title);
+    if (index < 0) {
+        m_logger->log("Create BIG and BIS tab failed. ", 4);
+        delete page;
+        return nullptr;
+    }
+    ui->tabWidget->setCurrentIndex(index);
+    connect(addCloseButton(index, "Disconnect"), &QToolButton::clicked, this,
+            &MainDongleWidget::onCloseTabButtonClicked);
+    return page;
+}
+
+void MainDongleWidget::on_masterBIGSucceed(uint16_t syncValue)
+{
+    if (auto* page = showBigPage<MasterBIGWidget>("BIG And BIS  ", qMax(slaveTabIndex(), 0)))
+        page->setSyncValue(syncValue);
+}
+
+void MainDongleWidget::on_slaveBIGSucceed(uint8_t advIndex)
+{
+    if (auto* page = showBigPage<SlaveBIGWidget>("BIG  ", ui->tabWidget->count()))
+        page->setAdvIndex(QString::number(advIndex));
+}
+
+void MainDongleWidget::incomingCisProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    CCommand::logUplink(m_logger, frame, fields);
+    m_incomingCisHandle = 0;
+    CUtil::arrayToValue(0, fields.value("cis_connection_handle"), m_incomingCisHandle);
+    emit showThisDongleTab(m_dongleName);
+    ReceiveCISSlavePara dialog(m_msg, m_logger, fields, this);
+    dialog.exec();
+}
+
+void MainDongleWidget::slaveCisProc(const QByteArray& frame)
+{
+    UplinkFieldMap fields;
+    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
+        return;
+    quint64 handle = 0;
+    CUtil::arrayToValue(0, fields.value("cis_connection_handle"), handle);
+    // Streams the dongle created as central are the CIG/CIS page's.
+    if (handle != m_incomingCisHandle)
+        return;
+    quint64 status = 0;
+    CUtil::arrayToValue(0, fields.value("status"), status);
+    if (status != 0) {
+        CCommand::logCompleteResult(m_logger, frame, int(status));
+        return;
+    }
+    auto* page = new SlaveCISWidget(m_msg, m_logger, m_config, fields);
+    connect(page, &SlaveCISWidget::disConnectSlaveCIS, this, &MainDongleWidget::on_slaveCISDisconnect);
+    const int index = ui->tabWidget->addTab(page, "Slave CIG and CIS");
+    if (index < 0) {
+        m_logger->log("Create CIG and CIS tab failed. ", 4);
+        delete page;
+        return;
+    }
+    ui->tabWidget->setCurrentIndex(index);
+    connect(addCloseButton(index, "Disconnect"), &QToolButton::clicked, page, &SlaveCISWidget::onSlaveDisconnect);
+}
+
+void MainDongleWidget::on_slaveCISDisconnect(uint64_t handle)
+{
+    for (int index = 0; index < ui->tabWidget->count(); ++index) {
+        auto* page = qobject_cast<SlaveCISWidget*>(ui->tabWidget->widget(index));
+        if (!page || page->handle() != handle)
+            continue;
+        disconnect(page, &SlaveCISWidget::disConnectSlaveCIS, this, &MainDongleWidget::on_slaveCISDisconnect);
+        removePageTab(index);
+        ui->tabWidget->setCurrentIndex(slaveTabIndex());
+        return;
+    }
+}
+
 void MainDongleWidget::onCloseTabButtonClicked()
 {
     QTabBar* bar = ui->tabWidget->tabBar();
@@ -770,6 +876,11 @@ void MainDongleWidget::onCloseTabButtonClicked()
         auto* cigCis = qobject_cast<CCigCisWidget*>(ui->tabWidget->widget(index));
         if (cigCis && cigCis->hasCig()) {
             CFlatMessage::information(this, "ERROR", "Please remove CIG before close the CIS and CIS table.");
+            return;
+        }
+        auto* big = qobject_cast<CBigPage*>(ui->tabWidget->widget(index));
+        if (big && big->hasRunningBig()) {
+            CFlatMessage::information(this, "ERROR", "Please terminate BIG before close the BIG and BIS table.");
             return;
         }
         removeMasterPageTab(index);
@@ -880,5 +991,7 @@ void MainDongleWidget::onTabWidgetCurrentChanged(int index)
     for (int at = 0; at < ui->tabWidget->count(); ++at) {
         if (auto* layer = qobject_cast<CLayerWidget*>(ui->tabWidget->widget(at)))
             layer->setCurrent(at == index);
+        else if (auto* slaveCis = qobject_cast<SlaveCISWidget*>(ui->tabWidget->widget(at)))
+            slaveCis->setCurrentTab(at == index);
     }
 }

@@ -16,6 +16,8 @@ class CHeartBeat;
 class CIDTwidget;
 class CLayerWidget;
 class CLCPwidget;
+class MasterBIGWidget;
+class SlaveBIGWidget;
 class CLogWidget;
 class CRegisterPSMDialog;
 class CRfCalibrationDialog;
@@ -91,6 +93,9 @@ public slots:
     void on_disConnectRequest(uint8_t condix);
     void on_cigcisSuccess(CCigCisWidget* dialog);
     void on_toCIGCISWidget();
+    void on_masterBIGSucceed(uint16_t syncValue);
+    void on_slaveBIGSucceed(uint8_t advIndex);
+    void on_slaveCISDisconnect(uint64_t handle);
     void onCloseTabButtonClicked();
     void onTabWidgetCurrentChanged(int index);
     void onOpenLCP(const QString& strName, CLCPwidget* pDialog);
@@ -124,6 +129,8 @@ private:
     void channelMapSetProc(const QByteArray& frame);
     void profileSetProc(const QByteArray& frame);
     void statusResultProc(const QByteArray& frame, const char* function);
+    void incomingCisProc(const QByteArray& frame);
+    void slaveCisProc(const QByteArray& frame);
     void sendStartupSequence();
     void sendDeviceName();
     void setToolsEnabled(bool enabled);
@@ -131,6 +138,12 @@ private:
     // Removes the tab of a page that the Master page opened, and lets it open another.
     void removeMasterPageTab(int index);
     QToolButton* addCloseButton(int index, const QString& toolTip);
+    // The tab of a page of this kind, or -1.
+    template <class Page>
+    int tabOf() const;
+    // Brings a broadcast page to the front, made and placed at `place` the first time.
+    template <class Page>
+    Page* showBigPage(const QString& title, int place);
     void openModeTab(const QString& name, CRfTestWidget* page, const QString& toolTip,
                      void (MainDongleWidget::*close)(), void (CMsg::*received)(QByteArray));
     void closeModeTab(CRfTestWidget* page, void (CMsg::*received)(QByteArray));
@@ -142,6 +155,8 @@ private:
 
     Ui::MainDongleWidget* ui;
     UplinkTable<MainDongleWidget> procTable;
+    // The stream that the dongle was last asked to join as peripheral.
+    quint64 m_incomingCisHandle = 0;
     CSelectDongleDialog* m_selectDialog = nullptr;
     CConnectionWidget* m_connectionWidget = nullptr;
     advertisingWidget* m_advertisingWidget = nullptr;

@@ -1,9 +1,6 @@
 #include "ccigciswidget.h"
 #include "ui_ccigciswidget.h"
 
-#include <QHeaderView>
-
-#include "app/flat/cflatmessage.h"
 #include "iso/cigdatatablemodel.h"
 #include "iso/cisdatatablemodel.h"
 #include "iso/cisoparameterdialog.h"
@@ -15,37 +12,14 @@
 
 namespace {
 
-// The key of the disabled stream page that stands on the right while no stream is chosen.
-constexpr quint16 kPlaceholder = 0xFFF;
 const char* const kHandleLabel = "CIS Connection Handle: ";
-
-quint64 numberOf(const UplinkFieldMap& fields, const char* key)
-{
-    quint64 value = 0;
-    CUtil::arrayToValue(0, fields.value(QLatin1String(key)), value);
-    return value;
-}
-
-void setUpTable(QTableView* view, QAbstractItemModel* model)
-{
-    view->setModel(model);
-    view->setSelectionBehavior(QAbstractItemView::SelectRows);
-    view->setSelectionMode(QAbstractItemView::SingleSelection);
-    view->verticalHeader()->hide();
-    view->verticalHeader()->setDefaultSectionSize(25);
-    // Every column as wide as its widest text, the status beside it, not pushed to the far edge.
-    view->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-}
 
 } // namespace
 
 CCigCisWidget::CCigCisWidget(CMsg* msg, LogManager* logger, FieldValueMap* settings, const QString* dongleName,
                              const QByteArray* masterCondixes, QWidget* parent)
-    : QWidget(parent)
+    : CIsoStreamPage(msg, logger, settings, parent)
     , ui(new Ui::CCigCisWidget)
-    , m_msg(msg)
-    , m_logger(logger)
-    , m_settings(settings)
     , m_dongleName(dongleName)
     , masterCondixes(masterCondixes)
     , m_cigModel(new CigDataTableModel(this))
@@ -67,9 +41,7 @@ CCigCisWidget::CCigCisWidget(CMsg* msg, LogManager* logger, FieldValueMap* setti
     connect(m_cigParameterDialog, &cigParameterDialog::sig_cigParaUpdate, this, &CCigCisWidget::on_getCigPara);
     connect(m_cisParameterDialog, &cisParameterDialog::sig_cisParaUpdate, this, &CCigCisWidget::on_getCisPara);
 
-    auto* placeholder = new manageCISWidget(msg, logger, settings, QString::number(kPlaceholder), this);
-    manageWidgets.insert(kPlaceholder, placeholder);
-    showPlaceholder();
+    setUpManagePane(ui->label_connection, ui->verticalLayout_manageCIS, QLatin1String(kHandleLabel), true);
 
     fillProcTable();
     // The dongle's isochronous answers travel with the other modules above the L2CAP one.
@@ -129,53 +101,6 @@ void CCigCisWidget::storeCisRows()
 {
     if (const cigParameter* cig = currentCig())
         cisByCig.insert(cig->cig_id, m_cisModel->rows());
-}
-
-void CCigCisWidget::showManageCis(manageCISWidget* page, const QString& label)
-{
-    ui->label_connection->setText(label);
-    if (m_shown == page)
-        return;
-    if (m_shown) {
-        ui->verticalLayout_manageCIS->removeWidget(m_shown);
-        m_shown->hide();
-    }
-    m_shown = page;
-    ui->verticalLayout_manageCIS->addWidget(page);
-    page->show();
-}
-
-void CCigCisWidget::showPlaceholder()
-{
-    manageCISWidget* placeholder = manageWidgets.value(kPlaceholder);
-    placeholder->setEnabled(false);
-    showManageCis(placeholder, QLatin1String(kHandleLabel));
-}
-
-void CCigCisWidget::showError(const QString& text)
-{
-    CFlatMessage::information(window(), QStringLiteral("ERROR"), text);
-}
-
-bool CCigCisWidget::parse(const QByteArray& frame, UplinkFieldMap& fields)
-{
-    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
-        return false;
-    CCommand::logUplink(m_logger, frame, fields);
-    return true;
-}
-
-bool CCigCisWidget::succeeded(const QByteArray& frame, const UplinkFieldMap& fields)
-{
-    const int status = int(numberOf(fields, "status"));
-    if (status != 0)
-        CCommand::logCompleteResult(m_logger, frame, status);
-    return status == 0;
-}
-
-void CCigCisWidget::ackProc(const QByteArray& frame)
-{
-    CCommand::SDKProc(m_logger, frame);
 }
 
 // ---- Defining groups and streams ----
@@ -260,10 +185,11 @@ void CCigCisWidget::on_manageCIS_changed(QModelIndex index)
     ui->toolButton_removeCIS->setEnabled(!assigned);
     if (!assigned)
         return;
-    manageCISWidget* page = cis.connected == 1 ? manageWidgets.value(cis.connection_handle.toUShort()) : nullptr;
-    ui->toolButton_disconnect->setEnabled(page != nullptr);
-    if (page)
-        showManageCis(page, QLatin1String(kHandleLabel) + cis.connection_handle);
+    const quint16 handle = cis.connection_handle.toUShort();
+    const bool standing = cis.connected == 1 && manageWidgets.contains(handle);
+    ui->toolButton_disconnect->setEnabled(standing);
+    if (standing)
+        showStream(handle);
     else
         showPlaceholder();
 }
@@ -421,17 +347,9 @@ void CCigCisWidget::createCisProc(const QByteArray& frame)
         if (stream.connection_handle != QString::number(handle))
             continue;
         stream.connected = 1;
-        auto* page = new manageCISWidget(m_msg, m_logger, m_settings, stream.connection_handle, this);
-        // Shown when its row is pressed; until then it must not appear with the page.
-        page->hide();
+        manageCISWidget* page = addStream(handle);
         page->setStreamParameters(cig->sdu_interval_m2s, stream.max_sdu_m2s);
         page->setIntervalEditable(false);
-        if (manageCISWidget* old = manageWidgets.value(handle)) {
-            if (m_shown == old)
-                showPlaceholder();
-            old->deleteLater();
-        }
-        manageWidgets.insert(handle, page);
     }
     m_cisModel->setRows(streams);
     storeCisRows();
@@ -466,56 +384,11 @@ void CCigCisWidget::disconnectCisProc(const QByteArray& frame)
             }
         }
     }
-    manageCISWidget* page = manageWidgets.take(handle);
-    if (!own && !page)
+    if (!removeStream(handle) && !own)
         return;
-    if (page) {
-        if (m_shown == page)
-            m_shown = nullptr;
-        ui->verticalLayout_manageCIS->removeWidget(page);
-        page->hide();
-        page->deleteLater();
-    }
     if (const cigParameter* cig = currentCig())
         m_cisModel->setRows(cisByCig.value(cig->cig_id));
     m_logger->log(QStringLiteral("Disconnect CIS succeed."), 2);
     ui->toolButton_disconnect->setEnabled(false);
     showPlaceholder();
-}
-
-// ---- Answers about one stream go to its page ----
-
-void CCigCisWidget::forward(const QByteArray& frame, StreamProc proc, bool logged)
-{
-    UplinkFieldMap fields;
-    if (CCommand::parseUplinkMsg(m_logger, frame, fields) != 0)
-        return;
-    const quint64 handle = numberOf(fields, "connection_handle");
-    manageCISWidget* page = handle == kPlaceholder ? nullptr : manageWidgets.value(quint16(handle));
-    if (!page)
-        return;
-    if (logged)
-        CCommand::logUplink(m_logger, frame, fields);
-    (page->*proc)(frame, fields);
-}
-
-void CCigCisWidget::readIsoTxSyncProc(const QByteArray& frame)
-{
-    forward(frame, &manageCISWidget::readIsoTxSyncProc, true);
-}
-
-void CCigCisWidget::setupDataPathProc(const QByteArray& frame)
-{
-    forward(frame, &manageCISWidget::setupDataPathProc, true);
-}
-
-void CCigCisWidget::removeDataPathProc(const QByteArray& frame)
-{
-    forward(frame, &manageCISWidget::removeDataPathProc, true);
-}
-
-// The stream's page logs what it received in its own words.
-void CCigCisWidget::receiveIsoDataProc(const QByteArray& frame)
-{
-    forward(frame, &manageCISWidget::receiveIsoDataProc, false);
 }

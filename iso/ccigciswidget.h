@@ -5,20 +5,16 @@
 #include <QPersistentModelIndex>
 #include <QString>
 #include <QVector>
-#include <QWidget>
 
+#include "iso/cisostreampage.h"
 #include "iso/isoparameters.h"
-#include "schema/ccommand.h"
 #include "schema/uplinkdispatch.h"
 
-class CMsg;
 class CigDataTableModel;
 class CisDataTableModel;
-class LogManager;
 class cigParameterDialog;
 class cisParameterDialog;
 class createCISDialog;
-class manageCISWidget;
 
 namespace Ui {
 class CCigCisWidget;
@@ -27,7 +23,7 @@ class CCigCisWidget;
 // The central side of connected isochronous streams: the user defines groups and their streams
 // in two tables, hands a group to the dongle, creates its streams over the connections in which
 // the dongle is central, and works on each established stream in its own page on the right.
-class CCigCisWidget : public QWidget
+class CCigCisWidget : public CIsoStreamPage
 {
     Q_OBJECT
     Q_DISABLE_COPY(CCigCisWidget)
@@ -42,9 +38,6 @@ public:
     bool hasCig() const;
     CigDataTableModel* cigModel() const { return m_cigModel; }
     CisDataTableModel* cisModel() const { return m_cisModel; }
-    const QMap<quint16, manageCISWidget*>& manageCisPages() const { return manageWidgets; }
-    // The stream page on the right.
-    manageCISWidget* shownManageCis() const { return m_shown; }
 
     void onRcvMsg(const QByteArray& rcvMsg);
     // From the dialogs and the two tables, connected by pointer: slots by these names would be
@@ -73,38 +66,19 @@ private:
     // The streams of the current group are the CIS table's rows: they are stored back after
     // every change.
     void storeCisRows();
-    void showManageCis(manageCISWidget* page, const QString& label);
-    void showPlaceholder();
-    void showError(const QString& text);
-    bool parse(const QByteArray& frame, UplinkFieldMap& fields);
-    // The answer's status: true for success; a failure logged as the dongle's result.
-    bool succeeded(const QByteArray& frame, const UplinkFieldMap& fields);
 
-    void ackProc(const QByteArray& frame);
     void setCigProc(const QByteArray& frame);
     void createCisProc(const QByteArray& frame);
     void disconnectCisProc(const QByteArray& frame);
     void removeCigProc(const QByteArray& frame);
-    void readIsoTxSyncProc(const QByteArray& frame);
-    void setupDataPathProc(const QByteArray& frame);
-    void removeDataPathProc(const QByteArray& frame);
-    void receiveIsoDataProc(const QByteArray& frame);
-    // Hands an answer about one stream to the page of the handle it names, if there is one.
-    using StreamProc = void (manageCISWidget::*)(const QByteArray&, const UplinkFieldMap&);
-    void forward(const QByteArray& frame, StreamProc proc, bool logged);
 
     Ui::CCigCisWidget* ui;
-    CMsg* m_msg = nullptr;
-    LogManager* m_logger = nullptr;
-    FieldValueMap* m_settings = nullptr;
     const QString* m_dongleName = nullptr;
     const QByteArray* masterCondixes = nullptr;
     UplinkTable<CCigCisWidget> procTable;
     CigDataTableModel* m_cigModel = nullptr;
     CisDataTableModel* m_cisModel = nullptr;
     QMap<QString, QVector<cisParameter>> cisByCig;
-    QMap<quint16, manageCISWidget*> manageWidgets;
-    manageCISWidget* m_shown = nullptr;
     QPersistentModelIndex m_cigIndex;
     cigParameterDialog* m_cigParameterDialog = nullptr;
     cisParameterDialog* m_cisParameterDialog = nullptr;

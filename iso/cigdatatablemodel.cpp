@@ -1,23 +1,11 @@
 #include "cigdatatablemodel.h"
 
-#include <QIcon>
-
-#include <iterator>
-
-namespace {
-
-const char* const kHeaders[] = {"CIGID", "SDUM2S(us)", "SDUS2M(us)", "TLM2S(ms)", "TLS2M(ms)",
-                                "SCA",   "Packing",    "Framing",    "Status"};
-constexpr int kStatusColumn = 8;
-
-QString captionOf(const QString& value, std::initializer_list<const char*> captions)
+CigDataTableModel::CigDataTableModel(QObject* parent)
+    : IsoTableModel({"CIGID", "SDUM2S(us)", "SDUS2M(us)", "TLM2S(ms)", "TLS2M(ms)", "SCA", "Packing", "Framing",
+                     "Status"},
+                    parent)
 {
-    bool ok = false;
-    const uint index = value.toUInt(&ok);
-    return ok && index < captions.size() ? QLatin1String(captions.begin()[index]) : QString();
 }
-
-} // namespace
 
 QString CigDataTableModel::scaText(const QString& sca)
 {
@@ -25,23 +13,13 @@ QString CigDataTableModel::scaText(const QString& sca)
                            "51 ppm to 75 ppm", "31 ppm to 50 ppm", "21 ppm to 30 ppm", "0 ppm to 20 ppm"});
 }
 
-int CigDataTableModel::columnCount(const QModelIndex& parent) const
+QVariant CigDataTableModel::cell(const cigParameter& cig, int column, int role) const
 {
-    return parent.isValid() ? 0 : int(std::size(kHeaders));
-}
-
-QVariant CigDataTableModel::data(const QModelIndex& index, int role) const
-{
-    if (!index.isValid() || index.row() >= m_rows.size())
-        return {};
-    if (role == Qt::TextAlignmentRole)
-        return 0x81;
-    const cigParameter& cig = m_rows.at(index.row());
-    if (role == Qt::DecorationRole && index.column() == kStatusColumn && cig.configured == 1)
-        return QIcon(QStringLiteral(":/icons/status"));
+    if (column == 8)
+        return statusIcon(role, cig.configured == 1);
     if (role != Qt::DisplayRole)
         return {};
-    switch (index.column()) {
+    switch (column) {
     case 0: return cig.cig_id;
     case 1: return cig.sdu_interval_m2s;
     case 2: return cig.sdu_interval_s2m;
@@ -52,11 +30,4 @@ QVariant CigDataTableModel::data(const QModelIndex& index, int role) const
     case 7: return captionOf(cig.framing, {"Unframed", "Framed"});
     default: return {};
     }
-}
-
-QVariant CigDataTableModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
-    if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section >= 0 && section < columnCount())
-        return QLatin1String(kHeaders[section]);
-    return QAbstractTableModel::headerData(section, orientation, role);
 }

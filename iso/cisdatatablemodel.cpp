@@ -1,17 +1,17 @@
 #include "cisdatatablemodel.h"
 
-#include <QIcon>
-
-#include <iterator>
-
 namespace {
 
-const char* const kHeaders[] = {"Item",   "CISID",  "MSDUM2S", "MSDUS2M", "PHYM2S",
-                                "PHYS2M", "RTNM2S", "RTNS2M",  "CHandle", "CStatus"};
 constexpr int kCheckColumn = 0;
-constexpr int kStatusColumn = 9;
 
 } // namespace
+
+CisDataTableModel::CisDataTableModel(QObject* parent)
+    : IsoTableModel({"Item", "CISID", "MSDUM2S", "MSDUS2M", "PHYM2S", "PHYS2M", "RTNM2S", "RTNS2M", "CHandle",
+                     "CStatus"},
+                    parent)
+{
+}
 
 QString CisDataTableModel::phyText(const QString& phy)
 {
@@ -23,25 +23,15 @@ QString CisDataTableModel::phyText(const QString& phy)
     }
 }
 
-int CisDataTableModel::columnCount(const QModelIndex& parent) const
+QVariant CisDataTableModel::cell(const cisParameter& cis, int column, int role) const
 {
-    return parent.isValid() ? 0 : int(std::size(kHeaders));
-}
-
-QVariant CisDataTableModel::data(const QModelIndex& index, int role) const
-{
-    if (!index.isValid() || index.row() >= m_rows.size())
-        return {};
-    if (role == Qt::TextAlignmentRole)
-        return 0x81;
-    const cisParameter& cis = m_rows.at(index.row());
-    if (role == Qt::CheckStateRole && index.column() == kCheckColumn)
-        return cis.checked;
-    if (role == Qt::DecorationRole && index.column() == kStatusColumn && cis.connected == 1)
-        return QIcon(QStringLiteral(":/icons/status"));
+    if (column == kCheckColumn)
+        return role == Qt::CheckStateRole ? QVariant(cis.checked) : QVariant();
+    if (column == 9)
+        return statusIcon(role, cis.connected == 1);
     if (role != Qt::DisplayRole)
         return {};
-    switch (index.column()) {
+    switch (column) {
     case 1: return cis.cis_id;
     case 2: return cis.max_sdu_m2s;
     case 3: return cis.max_sdu_s2m;
@@ -62,13 +52,6 @@ bool CisDataTableModel::setData(const QModelIndex& index, const QVariant& value,
     m_rows[index.row()].checked = value.toInt();
     emit dataChanged(index, index, {Qt::CheckStateRole});
     return true;
-}
-
-QVariant CisDataTableModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
-    if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section >= 0 && section < columnCount())
-        return QLatin1String(kHeaders[section]);
-    return QAbstractTableModel::headerData(section, orientation, role);
 }
 
 Qt::ItemFlags CisDataTableModel::flags(const QModelIndex& index) const

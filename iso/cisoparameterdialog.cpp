@@ -1,22 +1,33 @@
 #include "cisoparameterdialog.h"
 
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 
 #include "schema/cmsgfield.h"
 
 namespace {
 
-const char* const kTitle = "Configure CIG Parameter";
+// The CIS dialog shares the CIG dialog's title, and the BIG broadcaster's the receiver's.
+const char* const kCigTitle = "Configure CIG Parameter";
+const char* const kBigTitle = "Configure BIG Sync Parameters";
 
 } // namespace
 
-CIsoParameterDialog::CIsoParameterDialog(LogManager* logger, const QString& component, QWidget* parent)
-    : CFlatDialog(QLatin1String(kTitle), parent)
-    , m_form(new CmsgField(logger, component, this))
+CIsoParameterDialog::CIsoParameterDialog(LogManager* logger, const QString& title, const QString& component,
+                                         QWidget* parent)
+    : CIsoParameterDialog(title, new CmsgField(logger, component), parent)
+{
+}
+
+CIsoParameterDialog::CIsoParameterDialog(const QString& title, QWidget* body, QWidget* parent)
+    : CFlatDialog(title, parent)
+    , m_form(qobject_cast<CmsgField*>(body))
 {
     auto* ok = new QPushButton(QStringLiteral("OK"), this);
     auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    layOutWithOkCancel(m_form, ok, cancel);
+    layOutWithOkCancel(body, ok, cancel);
     connect(ok, &QPushButton::clicked, this, &CIsoParameterDialog::on_pushButton_ok_clicked);
     connect(cancel, &QPushButton::clicked, this, &CIsoParameterDialog::reject);
     resize(420, 0);
@@ -24,17 +35,28 @@ CIsoParameterDialog::CIsoParameterDialog(LogManager* logger, const QString& comp
 
 CIsoParameterDialog::~CIsoParameterDialog() = default;
 
+void CIsoParameterDialog::aboutToRun(const QString&)
+{
+}
+
 void CIsoParameterDialog::runAdd()
 {
     m_editMode = false;
-    exec();
+    run(QString::number(m_runningId));
 }
 
 void CIsoParameterDialog::runEditTexts(const QMap<QString, QString>& texts, const QString& id)
 {
     m_editMode = true;
     m_editedId = id;
-    m_form->setEditorTexts(texts);
+    if (m_form)
+        m_form->setEditorTexts(texts);
+    run(id);
+}
+
+void CIsoParameterDialog::run(const QString& id)
+{
+    aboutToRun(id);
     exec();
 }
 
@@ -47,7 +69,7 @@ QString CIsoParameterDialog::takeId()
 
 QMap<QString, QString> CIsoParameterDialog::formTexts() const
 {
-    return m_form->formTexts();
+    return m_form ? m_form->formTexts() : QMap<QString, QString>();
 }
 
 namespace {
@@ -72,6 +94,36 @@ const Fields<cisParameter> kCisFields = {
     {"rtn_m2s", &cisParameter::rtn_m2s},         {"rtn_s2m", &cisParameter::rtn_s2m},
 };
 
+const Fields<bigParameter> kBigFields = {
+    {"mse", &bigParameter::mse},
+    {"big_sync_timeout", &bigParameter::big_sync_timeout},
+    {"encryption", &bigParameter::encryption},
+    {"broadcastcode", &bigParameter::broadcastcode},
+};
+
+const Fields<slaveBigPara> kSlaveBigFields = {
+    {"number_bis", &slaveBigPara::number_bis},
+    {"sdu_interval", &slaveBigPara::sdu_interval},
+    {"max_sdu", &slaveBigPara::max_sdu},
+    {"transport_latency", &slaveBigPara::transport_latency},
+    {"rtn", &slaveBigPara::rtn},
+    {"phy", &slaveBigPara::phy},
+    {"packing", &slaveBigPara::packing},
+    {"framing", &slaveBigPara::framing},
+    {"encryption", &slaveBigPara::encryption},
+    {"broadcastcode", &slaveBigPara::broadcastcode},
+};
+
+QWidget* bisIdForm(QLineEdit* id)
+{
+    auto* body = new QWidget;
+    auto* layout = new QFormLayout(body);
+    layout->setContentsMargins(0, 0, 0, 0);
+    id->setReadOnly(true);
+    layout->addRow(QStringLiteral("BIS ID:"), id);
+    return body;
+}
+
 template <class Record>
 QMap<QString, QString> textsOf(const Record& record, Fields<Record> fields)
 {
@@ -93,7 +145,7 @@ Record recordOf(const QMap<QString, QString>& texts, Fields<Record> fields)
 } // namespace
 
 cigParameterDialog::cigParameterDialog(LogManager* logger, QWidget* parent)
-    : CIsoParameterDialog(logger, QStringLiteral("CIG Parameter Get"), parent)
+    : CIsoParameterDialog(logger, QLatin1String(kCigTitle), QStringLiteral("CIG Parameter Get"), parent)
 {
 }
 
@@ -113,7 +165,7 @@ void cigParameterDialog::on_pushButton_ok_clicked()
 }
 
 cisParameterDialog::cisParameterDialog(LogManager* logger, QWidget* parent)
-    : CIsoParameterDialog(logger, QStringLiteral("CIS Parameter Get"), parent)
+    : CIsoParameterDialog(logger, QLatin1String(kCigTitle), QStringLiteral("CIS Parameter Get"), parent)
 {
 }
 
@@ -129,5 +181,78 @@ void cisParameterDialog::on_pushButton_ok_clicked()
     cisParameter cis = recordOf(formTexts(), kCisFields);
     cis.cis_id = takeId();
     emit sig_cisParaUpdate(cis);
+    accept();
+}
+
+bigParameterDialog::bigParameterDialog(LogManager* logger, QWidget* parent)
+    : CIsoParameterDialog(logger, QLatin1String(kBigTitle), QStringLiteral("Master BIG Parameter Get"), parent)
+{
+}
+
+bigParameterDialog::~bigParameterDialog() = default;
+
+void bigParameterDialog::runEdit(const bigParameter& big)
+{
+    runEditTexts(textsOf(big, kBigFields), big.big_id);
+}
+
+void bigParameterDialog::on_pushButton_ok_clicked()
+{
+    bigParameter big = recordOf(formTexts(), kBigFields);
+    big.big_id = takeId();
+    emit sig_bigParaUpdate(big);
+    accept();
+}
+
+bisParameterDialog::bisParameterDialog(QWidget* parent)
+    : CIsoParameterDialog(QStringLiteral("Configure BIS Parameter"), bisIdForm(new QLineEdit), parent)
+{
+    m_id = findChild<QLineEdit*>();
+    m_id->setObjectName(QStringLiteral("lineEdit_bisId"));
+}
+
+bisParameterDialog::~bisParameterDialog() = default;
+
+void bisParameterDialog::runEdit(const bisParameter& bis)
+{
+    runEditTexts({}, bis.bis_id);
+}
+
+void bisParameterDialog::aboutToRun(const QString& id)
+{
+    m_id->setText(id);
+}
+
+void bisParameterDialog::on_pushButton_ok_clicked()
+{
+    bisParameter bis;
+    bis.bis_id = takeId();
+    emit sig_bisParaUpdate(bis);
+    accept();
+}
+
+SlaveBIGParaDialog::SlaveBIGParaDialog(LogManager* logger, QWidget* parent)
+    : CIsoParameterDialog(logger, QLatin1String(kBigTitle), QStringLiteral("Slave BIG Parameter Get"), parent)
+{
+    // The dialog has always named the interval's unit so, though it is microseconds.
+    const auto labels = form()->findChildren<QLabel*>();
+    for (QLabel* label : labels) {
+        if (label->text() == QLatin1String("SDU Interval(us)"))
+            label->setText(QStringLiteral("SDU Interval(ms)"));
+    }
+}
+
+SlaveBIGParaDialog::~SlaveBIGParaDialog() = default;
+
+void SlaveBIGParaDialog::runEdit(const slaveBigPara& big)
+{
+    runEditTexts(textsOf(big, kSlaveBigFields), big.big_id);
+}
+
+void SlaveBIGParaDialog::on_pushButton_ok_clicked()
+{
+    slaveBigPara big = recordOf(formTexts(), kSlaveBigFields);
+    big.big_id = takeId();
+    emit sig_slaveBigParaUpdate(big);
     accept();
 }

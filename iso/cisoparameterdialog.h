@@ -7,10 +7,11 @@
 #include "iso/isoparameters.h"
 
 class CmsgField;
+class QLineEdit;
 class LogManager;
 
-// What the CIG and CIS dialogs share: a form generated from a component of the command
-// schema, an add or edit mode, and a running id that numbers the records added.
+// What the dialogs of the isochronous pages share: a form, mostly generated from a component of
+// the command schema, an add or edit mode, and a running id that numbers the records added.
 class CIsoParameterDialog : public CFlatDialog
 {
     Q_OBJECT
@@ -19,14 +20,21 @@ class CIsoParameterDialog : public CFlatDialog
 public:
     bool editMode() const { return m_editMode; }
     quint8 runningId() const { return m_runningId; }
+    // The generated form, or null for a dialog with a form of its own.
     CmsgField* form() const { return m_form; }
 
     // Opens the form for a new record.
     void runAdd();
 
 protected:
-    CIsoParameterDialog(LogManager* logger, const QString& component, QWidget* parent);
+    // A dialog of the form of a schema component.
+    CIsoParameterDialog(LogManager* logger, const QString& title, const QString& component, QWidget* parent);
+    // A dialog of a form of its own.
+    CIsoParameterDialog(const QString& title, QWidget* body, QWidget* parent);
     ~CIsoParameterDialog() override;
+
+    // Just before the dialog runs, with the id that its record will have.
+    virtual void aboutToRun(const QString& id);
 
     // The id of the record the form makes: the edited record's, or the next running id, which
     // then moves on. Ids wrap after 255 and are not reused before.
@@ -39,6 +47,8 @@ protected slots:
     virtual void on_pushButton_ok_clicked() = 0;
 
 private:
+    void run(const QString& id);
+
     CmsgField* m_form = nullptr;
     bool m_editMode = false;
     quint8 m_runningId = 0;
@@ -78,6 +88,69 @@ public:
 
 signals:
     void sig_cisParaUpdate(cisParameter cisdata);
+
+protected slots:
+    void on_pushButton_ok_clicked() override;
+};
+
+// Defines a BIG to synchronise to.
+class bigParameterDialog : public CIsoParameterDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(bigParameterDialog)
+
+public:
+    bigParameterDialog(LogManager* logger, QWidget* parent = nullptr);
+    ~bigParameterDialog() override;
+
+    void runEdit(const bigParameter& big);
+
+signals:
+    void sig_bigParaUpdate(bigParameter bigData);
+
+protected slots:
+    void on_pushButton_ok_clicked() override;
+};
+
+// Adds a BIS to the BIG shown: the BIS takes the next id.
+class bisParameterDialog : public CIsoParameterDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(bisParameterDialog)
+
+public:
+    explicit bisParameterDialog(QWidget* parent = nullptr);
+    ~bisParameterDialog() override;
+
+    void runEdit(const bisParameter& bis);
+
+signals:
+    void sig_bisParaUpdate(bisParameter bisData);
+
+protected:
+    void aboutToRun(const QString& id) override;
+
+protected slots:
+    void on_pushButton_ok_clicked() override;
+
+private:
+    QLineEdit* m_id = nullptr;
+};
+
+// Defines a BIG to broadcast.
+class SlaveBIGParaDialog : public CIsoParameterDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(SlaveBIGParaDialog)
+
+public:
+    SlaveBIGParaDialog(LogManager* logger, QWidget* parent = nullptr);
+    ~SlaveBIGParaDialog() override;
+
+    void runEdit(const slaveBigPara& big);
+
+signals:
+    void sig_slaveBigParaUpdate(slaveBigPara bigData);
 
 protected slots:
     void on_pushButton_ok_clicked() override;

@@ -34,5 +34,46 @@ struct cisParameter
     quint8 connected = 0;
 };
 
+// A BIG to synchronise to, as the user defined it for the train of the page.
+struct bigParameter
+{
+    QString big_id;
+    QString big_sync_timeout;
+    QString encryption;
+    QString broadcastcode; // as typed: bytes in wire order, colons between them
+    QString mse;
+    // 1 once the dongle is synchronised to the BIG.
+    quint8 created = 0;
+};
+
+// One BIS of a BIG, and the handle the dongle gave it.
+struct bisParameter
+{
+    QString bis_id;
+    QString connection_handle; // decimal; empty until the dongle assigned it
+};
+
+// A BIG to broadcast from an advertising set.
+struct slaveBigPara
+{
+    QString big_id;
+    QString adv_index;
+    QString number_bis;
+    QString sdu_interval;
+    QString max_sdu;
+    QString transport_latency;
+    QString rtn;
+    QString phy;
+    QString packing;
+    QString framing;
+    QString encryption;
+    QString broadcastcode;
+    // 1 once the dongle runs the BIG.
+    quint8 created = 0;
+};
+
 Q_DECLARE_METATYPE(cigParameter)
 Q_DECLARE_METATYPE(cisParameter)
+Q_DECLARE_METATYPE(bigParameter)
+Q_DECLARE_METATYPE(bisParameter)
+Q_DECLARE_METATYPE(slaveBigPara)
