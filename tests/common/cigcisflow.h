@@ -12,20 +12,22 @@
 #include "schema/cmsgfield.h"
 #include "whenmodal.h"
 
-// The steps a user takes on the CIG/CIS page, for tests and benchmarks; they wait for nothing
+// The steps a user takes on the isochronous pages, for tests and benchmarks; they wait for nothing
 // but the dialogs they answer.
 namespace cigcis {
 
-inline void click(CCigCisWidget* page, const char* button)
+inline void click(QWidget* page, const char* button)
 {
     page->findChild<QToolButton*>(button)->click();
 }
 
-// Adds a group or a stream through its dialog, with these values over the form's defaults.
-inline void addThroughDialog(CCigCisWidget* page, const char* button, const QMap<QString, QString>& values = {})
+// Adds a record of an isochronous page (a group, a stream, a BIG, a BIS) through its dialog,
+// with these values over the form's defaults.
+inline void addThroughDialog(QWidget* page, const char* button, const QMap<QString, QString>& values = {})
 {
     whenModal([values](QWidget* dialog) {
-        static_cast<CIsoParameterDialog*>(dialog)->form()->setEditorTexts(values);
+        if (CmsgField* form = static_cast<CIsoParameterDialog*>(dialog)->form())
+            form->setEditorTexts(values);
         dialog->findChild<QPushButton*>("pushButtonOK")->click();
     });
     click(page, button);
