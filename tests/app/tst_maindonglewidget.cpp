@@ -10,6 +10,8 @@
 #include "app/maindonglewidget.h"
 #include "capturelogger.h"
 #include "gap/clayerwidget.h"
+#include "iso/masterbigwidget.h"
+#include "iso/slavebigwidget.h"
 #include "link/cmsg.h"
 #include "log/logmanager.h"
 #include "ptypair.h"
@@ -180,6 +182,50 @@ private slots:
         QCOMPARE(tabs->count(), 3);
 
         // A reset completion clears the connection pages.
+        receive(QByteArray::fromHex("cc0002010000"));
+        QCOMPARE(tabs->count(), 2);
+    }
+
+    // The pages of the peripheral's streams and of a broadcast: where they stand, what opens
+    // them again, what refuses to close them, and the reset that takes them all.
+    void isochronousTabs()
+    {
+        m_widget->buildPages();
+        QTabWidget* tabs = m_widget->pageTabs();
+        tabs->setEnabled(true);
+        m_widget->on_masterBIGSucceed(5);
+        m_widget->on_slaveBIGSucceed(2);
+        m_widget->on_masterBIGSucceed(7);
+        QCOMPARE(tabs->tabText(1), QStringLiteral("BIG And BIS  "));
+        QCOMPARE(tabs->tabText(3), QStringLiteral("BIG  "));
+        QCOMPARE(tabs->currentIndex(), 1);
+        auto* receiver = qobject_cast<MasterBIGWidget*>(tabs->widget(1));
+        QCOMPARE(receiver->syncValue(), quint16(7));
+        QCOMPARE(qobject_cast<SlaveBIGWidget*>(tabs->widget(3))->advertisingIndex(), QStringLiteral("2"));
+
+        // A BIG that is followed keeps its page open.
+        whenModal([](QWidget* dialog) { dialog->findChild<QPushButton*>("pushButtonOK")->click(); });
+        receiver->findChild<QToolButton*>("toolButton_addBIG")->click();
+        receive(QByteArray::fromHex("dd06070700" "00" "00" "00000000" "00"));
+        ModalCatcher boxes;
+        qobject_cast<QToolButton*>(tabs->tabBar()->tabButton(1, QTabBar::RightSide))->click();
+        QCOMPARE(boxes.shown, QStringList{"ERROR: Please terminate BIG before close the BIG and BIS table."});
+        QCOMPARE(tabs->count(), 4);
+
+        // The stream asked for opens its page; another stream's report opens none.
+        whenModal([](QWidget* dialog) { dialog->findChild<QPushButton*>("pushButton_reject")->click(); });
+        receive(QByteArray::fromHex("dd0610" "0500" "01" "0101" "02" "03"));
+        const QByteArray established = QByteArray(16, '\0') + QByteArray::fromHex("0202");
+        receive(QByteArray::fromHex("dd06031500" "00" "0201") + established);
+        QCOMPARE(tabs->count(), 4);
+        receive(QByteArray::fromHex("dd06031500" "00" "0101") + established);
+        QCOMPARE(tabs->count(), 5);
+        QCOMPARE(tabs->tabText(4), QStringLiteral("Slave CIG and CIS"));
+        QCOMPARE(tabs->currentIndex(), 4);
+        receive(QByteArray::fromHex("dd060b03000101" "13"));
+        QCOMPARE(tabs->count(), 4);
+        QCOMPARE(tabs->tabText(tabs->currentIndex()), QStringLiteral("Slave"));
+
         receive(QByteArray::fromHex("cc0002010000"));
         QCOMPARE(tabs->count(), 2);
     }
