@@ -1,6 +1,7 @@
 #include "isoengine.h"
 
 #include <QSet>
+#include <QTimer>
 
 #include "air/link.h"
 #include "connectionmanager.h"
@@ -114,6 +115,9 @@ IsoStreams::Handlers IsoEngine::handlersFor(int condix)
         entry.end = Link::Peripheral;
         entry.key = stream.key();
         entry.asked = true;
+        entry.request = ++m_requests;
+        QTimer::singleShot(AcceptTimeoutMs, &m_dongle,
+                           [this, handle, request = entry.request] { requestTimedOut(handle, request); });
         m_dongle.respond(0x06, 0x10,
                          {{"acl_connection_index", u8(condix)},
                           {"cis_connection_handle", le16(handle)},
@@ -471,6 +475,24 @@ void IsoEngine::answerRequest(const Request& r, bool accept)
     }
     m_streams.erase(it);
     streams->reject(key, IsoStreams::ErrorLimitedResources);
+}
+
+// The controller refuses a request that its host left unanswered, tells the far end, and tells
+// its host that the stream it was asked for will not be.
+void IsoEngine::requestTimedOut(quint16 handle, quint32 request)
+{
+    const auto it = m_streams.find(handle);
+    if (it == m_streams.end() || !it->second.asked || it->second.request != request)
+        return;
+    IsoStreams* streams = streamsOf(it->second.condix);
+    const quint16 key = it->second.key;
+    m_streams.erase(it);
+    m_dongle.sendLog(QStringLiteral("CIS request with handle %1 refused: the host did not answer within %2 ms")
+                         .arg(hexText(handle))
+                         .arg(AcceptTimeoutMs));
+    if (streams)
+        streams->reject(key, ErrorAcceptTimeout);
+    report(handle, quint8(ErrorAcceptTimeout + VirtualDongle::LinkLayerStatusBase));
 }
 
 void IsoEngine::disconnect(const Request& r)

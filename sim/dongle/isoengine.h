@@ -32,6 +32,10 @@ public:
     static constexpr quint16 NoStream = 0x0FFF;
     // A data path direction left off.
     static constexpr quint8 PathOff = 0xFF;
+    // How long the host has to answer a far end's request, the controller's connection accept
+    // timeout; then the controller refuses it itself.
+    static constexpr int AcceptTimeoutMs = 5000;
+    static constexpr quint8 ErrorAcceptTimeout = 0x10;
 
     IsoEngine(VirtualDongle& dongle, ConnectionManager& connections);
     ~IsoEngine() override;
@@ -62,6 +66,7 @@ private:
         Link::End end = Link::Central;
         quint16 key = 0;
         bool asked = false; // the host heard the far end's request and has not answered
+        quint32 request = 0; // which request it was, for the timeout that outlives an answer
         bool established = false;
         bool input = false;
         bool output = false;
@@ -106,6 +111,8 @@ private:
     void create(const Request& r);
     void removeGroup(const Request& r);
     void answerRequest(const Request& r, bool accept);
+    // The host let the request of this handle wait past the accept timeout.
+    void requestTimedOut(quint16 handle, quint32 request);
     void disconnect(const Request& r);
     void setupPath(const Request& r);
     void removePath(const Request& r);
@@ -116,4 +123,5 @@ private:
     std::map<quint8, Group> m_groups;
     std::map<quint16, Stream> m_streams; // by handle
     std::map<int, std::unique_ptr<IsoStreams>> m_links;
+    quint32 m_requests = 0;
 };

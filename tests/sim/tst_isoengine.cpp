@@ -2,6 +2,7 @@
 
 #include "air/virtualair.h"
 #include "dongle/connectionmanager.h"
+#include "dongle/isoengine.h"
 #include "dongle/virtualdongle.h"
 #include "proto/responder.h"
 #include "uplinkbytes.h"
@@ -232,6 +233,7 @@ private slots:
         QTest::newRow("accepted, ended by the central") << "disconnect";
         QTest::newRow("accepted, ended with the link") << "drop";
         QTest::newRow("rejected") << "reject";
+        QTest::newRow("left unanswered") << "unanswered";
     }
     void twoDongles()
     {
@@ -248,6 +250,17 @@ private slots:
             peripheral.feed(hex(handleCommand("AA 06 06", 0x100)));
             QCOMPARE(await(0, "DD@06@03").mid(5, 3).toHex(' '), QByteArray("9d 01 01")); // 157
             QVERIFY(framesOf(m_up[1], "DD@06@03").isEmpty());
+            return;
+        }
+        if (ending == "unanswered") {
+            // The peripheral's controller refuses once its accept timeout has passed, and tells
+            // both hosts: the link layer's 0x10, as 160.
+            QTRY_VERIFY_WITH_TIMEOUT(!framesOf(m_up[0], "DD@06@03").isEmpty(), IsoEngine::AcceptTimeoutMs + 5000);
+            QCOMPARE(await(0, "DD@06@03").mid(5, 3).toHex(' '), QByteArray("a0 01 01"));
+            QCOMPARE(await(1, "DD@06@03").mid(5, 3).toHex(' '), QByteArray("a0 00 01"));
+            m_up[1].clear();
+            peripheral.feed(hex(handleCommand("AA 06 05", 0x100)));
+            QCOMPARE(await(1, "BB@06@05").toHex(' '), frames(ackFrame("06@05", 4)).toHex(' '));
             return;
         }
         peripheral.feed(hex(handleCommand("AA 06 05", 0x100)));
