@@ -164,6 +164,27 @@ void CBigPage::storeBisRows()
         bisByBig.insert(bigIdAt(row), m_bisModel->rows());
 }
 
+void CBigPage::removeCurrentBig()
+{
+    const int row = currentBigRow();
+    if (row < 0 || bigCreatedAt(row))
+        return;
+    bisByBig.remove(bigIdAt(row));
+    removeBigRecord(row);
+    m_bisModel->clear();
+    if (bigCount() > 0)
+        selectBig(0);
+}
+
+void CBigPage::sendForCurrentBig(const QString& command)
+{
+    const int row = currentBigRow();
+    if (row < 0)
+        return;
+    if (!CCommand::sendMsg(m_msg, m_logger, command, {{QStringLiteral("big_id"), bigIdAt(row).toUInt()}}))
+        CCommand::logSendFailed(m_logger, command);
+}
+
 void CBigPage::bigCreated(const QByteArray& frame, const char* wrongIdText, const char* wrongCountText,
                           const std::function<void(manageCISWidget*)>& setUp)
 {

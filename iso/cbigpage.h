@@ -56,6 +56,11 @@ protected:
     void selectBig(int row);
     // The BIS table's rows are the current BIG's: they are stored back after every change.
     void storeBisRows();
+    // Removes the current row with its BISes, without a word to the dongle: a BIG the dongle
+    // runs or follows stays, ended only by its terminate command, which then removes its row.
+    void removeCurrentBig();
+    // Sends a command that names the current BIG by its id.
+    void sendForCurrentBig(const QString& command);
     // The answer to the BIG's creation, checked against the current row and the BISes it
     // lists: on success every BIS gets its handle and a stream page, which `setUp` prepares,
     // and the first is shown.
@@ -79,4 +84,34 @@ protected:
 
 private:
     QPersistentModelIndex m_bigIndex;
+};
+
+// The BIG records of a page, kept in a model of rows that have `big_id` and `created`.
+template <class Model>
+class CBigPageOf : public CBigPage
+{
+public:
+    Model* bigModel() const { return m_bigModel; }
+
+protected:
+    CBigPageOf(CMsg* msg, LogManager* logger, FieldValueMap* settings, const QString& terminateText,
+               const QString& createText, bool bisButtons, QWidget* parent)
+        : CBigPage(msg, logger, settings, terminateText, createText, bisButtons, parent)
+        , m_bigModel(new Model(this))
+    {
+        setUpTable(tableView_BIG, m_bigModel);
+    }
+
+    int bigCount() const override { return m_bigModel->rowCount(); }
+    QString bigIdAt(int row) const override { return m_bigModel->at(row).big_id; }
+    bool bigCreatedAt(int row) const override { return m_bigModel->at(row).created == 1; }
+    void setBigCreated(int row) override
+    {
+        auto big = m_bigModel->at(row);
+        big.created = 1;
+        m_bigModel->replace(row, big);
+    }
+    void removeBigRecord(int row) override { m_bigModel->remove(row); }
+
+    Model* m_bigModel = nullptr;
 };

@@ -11,13 +11,11 @@
 #include "log/logmanager.h"
 
 MasterBIGWidget::MasterBIGWidget(CMsg* msg, LogManager* logger, FieldValueMap* settings, QWidget* parent)
-    : CBigPage(msg, logger, settings, QStringLiteral("Terminate BIG Sync"), QStringLiteral("Create BIG Sync"), true,
+    : CBigPageOf(msg, logger, settings, QStringLiteral("Terminate BIG Sync"), QStringLiteral("Create BIG Sync"), true,
                parent)
-    , m_bigModel(new BigDataTableModel(this))
     , m_bigParameterDialog(new bigParameterDialog(logger, this))
     , m_bisParameterDialog(new bisParameterDialog(this))
 {
-    setUpTable(tableView_BIG, m_bigModel);
     connect(tableView_BIG, &QTableView::pressed, this, &MasterBIGWidget::on_BIGTableView_changed);
     connect(m_bigParameterDialog, &bigParameterDialog::sig_bigParaUpdate, this, &MasterBIGWidget::on_rcvBIGPara);
     connect(m_bisParameterDialog, &bisParameterDialog::sig_bisParaUpdate, this, &MasterBIGWidget::on_rcvBISPara);
@@ -54,32 +52,10 @@ void MasterBIGWidget::onRcvMsg(const QByteArray& rcvMsg)
     dispatchUplink(this, procTable, m_logger, rcvMsg);
 }
 
-int MasterBIGWidget::bigCount() const
-{
-    return m_bigModel->rowCount();
-}
-
-QString MasterBIGWidget::bigIdAt(int row) const
-{
-    return m_bigModel->at(row).big_id;
-}
-
-bool MasterBIGWidget::bigCreatedAt(int row) const
-{
-    return m_bigModel->at(row).created == 1;
-}
-
-void MasterBIGWidget::setBigCreated(int row)
-{
-    bigParameter big = m_bigModel->at(row);
-    big.created = 1;
-    m_bigModel->replace(row, big);
-}
-
 void MasterBIGWidget::removeBigRecord(int row)
 {
     syncHandles.remove(m_bigModel->at(row).big_id);
-    m_bigModel->remove(row);
+    CBigPageOf::removeBigRecord(row);
 }
 
 // ---- Defining BIGs and BISes ----
@@ -115,15 +91,7 @@ void MasterBIGWidget::on_rcvBIGPara(bigParameter bigData)
 
 void MasterBIGWidget::on_toolButton_removeBIG_clicked()
 {
-    // A BIG the dongle follows is ended by Terminate BIG Sync, which then removes its row.
-    const int row = currentBigRow();
-    if (row < 0 || bigCreatedAt(row))
-        return;
-    bisByBig.remove(bigIdAt(row));
-    removeBigRecord(row);
-    m_bisModel->clear();
-    if (bigCount() > 0)
-        selectBig(0);
+    removeCurrentBig();
 }
 
 void MasterBIGWidget::on_toolButton_addBIS_clicked()
@@ -200,12 +168,7 @@ void MasterBIGWidget::bigCreateSyncProc(const QByteArray& frame)
 
 void MasterBIGWidget::on_toolButton_terminateBIG_clicked()
 {
-    const int row = currentBigRow();
-    if (row < 0)
-        return;
-    if (!CCommand::sendMsg(m_msg, m_logger, QStringLiteral("Big Terminate Sync"),
-                           {{QStringLiteral("big_id"), bigIdAt(row).toUInt()}}))
-        CCommand::logSendFailed(m_logger, QStringLiteral("Big Terminate Sync"));
+    sendForCurrentBig(QStringLiteral("Big Terminate Sync"));
 }
 
 void MasterBIGWidget::bigTerminateSyncProc(const QByteArray& frame)

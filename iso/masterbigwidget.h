@@ -3,17 +3,17 @@
 #include <QByteArray>
 #include <QMap>
 
+#include "iso/bigdatatablemodel.h"
 #include "iso/cbigpage.h"
 #include "schema/uplinkdispatch.h"
 
-class BigDataTableModel;
 class bigParameterDialog;
 class bisParameterDialog;
 
 // The receiving side of a broadcast: BIGs to synchronise to on the periodic train that the page
 // was opened with, the BISes to receive of each, and a receiving stream page per synchronised
 // BIS.
-class MasterBIGWidget : public CBigPage
+class MasterBIGWidget : public CBigPageOf<BigDataTableModel>
 {
     Q_OBJECT
     Q_DISABLE_COPY(MasterBIGWidget)
@@ -25,7 +25,6 @@ public:
     // The sync handle of the train that BIGs added from now on are on.
     void setSyncValue(quint16 syncValue) { m_syncValue = syncValue; }
     quint16 syncValue() const { return m_syncValue; }
-    BigDataTableModel* bigModel() const { return m_bigModel; }
     // The train of each BIG row, by its id.
     quint16 syncHandleOf(const QString& bigId) const { return syncHandles.value(bigId); }
 
@@ -45,10 +44,6 @@ public slots:
     void on_toolButton_removeBIS_clicked();
 
 protected:
-    int bigCount() const override;
-    QString bigIdAt(int row) const override;
-    bool bigCreatedAt(int row) const override;
-    void setBigCreated(int row) override;
     void removeBigRecord(int row) override;
 
 private:
@@ -57,7 +52,6 @@ private:
     void bigTerminateSyncProc(const QByteArray& frame);
 
     UplinkTable<MasterBIGWidget> procTable;
-    BigDataTableModel* m_bigModel = nullptr;
     QMap<QString, quint16> syncHandles;
     quint16 m_syncValue = 0;
     bigParameterDialog* m_bigParameterDialog = nullptr;

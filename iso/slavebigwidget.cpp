@@ -11,11 +11,9 @@
 #include "log/logmanager.h"
 
 SlaveBIGWidget::SlaveBIGWidget(CMsg* msg, LogManager* logger, FieldValueMap* settings, QWidget* parent)
-    : CBigPage(msg, logger, settings, QStringLiteral("Terminate BIG"), QStringLiteral("Create BIG"), false, parent)
-    , m_bigModel(new SlaveBigDataTableModel(this))
+    : CBigPageOf(msg, logger, settings, QStringLiteral("Terminate BIG"), QStringLiteral("Create BIG"), false, parent)
     , m_bigParameterDialog(new SlaveBIGParaDialog(logger, this))
 {
-    setUpTable(tableView_BIG, m_bigModel);
     connect(tableView_BIG, &QTableView::pressed, this, &SlaveBIGWidget::on_BIGTableView_changed);
     connect(m_bigParameterDialog, &SlaveBIGParaDialog::sig_slaveBigParaUpdate, this, &SlaveBIGWidget::on_rcvBIGPara);
     QMetaObject::connectSlotsByName(this);
@@ -48,33 +46,6 @@ void SlaveBIGWidget::fillProcTable()
 void SlaveBIGWidget::onRcvMsg(const QByteArray& rcvMsg)
 {
     dispatchUplink(this, procTable, m_logger, rcvMsg);
-}
-
-int SlaveBIGWidget::bigCount() const
-{
-    return m_bigModel->rowCount();
-}
-
-QString SlaveBIGWidget::bigIdAt(int row) const
-{
-    return m_bigModel->at(row).big_id;
-}
-
-bool SlaveBIGWidget::bigCreatedAt(int row) const
-{
-    return m_bigModel->at(row).created == 1;
-}
-
-void SlaveBIGWidget::setBigCreated(int row)
-{
-    slaveBigPara big = m_bigModel->at(row);
-    big.created = 1;
-    m_bigModel->replace(row, big);
-}
-
-void SlaveBIGWidget::removeBigRecord(int row)
-{
-    m_bigModel->remove(row);
 }
 
 // ---- Defining BIGs ----
@@ -116,15 +87,7 @@ void SlaveBIGWidget::on_rcvBIGPara(slaveBigPara bigData)
 
 void SlaveBIGWidget::on_toolButton_removeBIG_clicked()
 {
-    // A BIG the dongle runs is ended by Terminate BIG, which then removes its row.
-    const int row = currentBigRow();
-    if (row < 0 || bigCreatedAt(row))
-        return;
-    bisByBig.remove(bigIdAt(row));
-    removeBigRecord(row);
-    m_bisModel->clear();
-    if (bigCount() > 0)
-        selectBig(0);
+    removeCurrentBig();
 }
 
 // ---- The BIG on the dongle ----
@@ -169,12 +132,7 @@ void SlaveBIGWidget::createBigProc(const QByteArray& frame)
 
 void SlaveBIGWidget::on_toolButton_terminateBIG_clicked()
 {
-    const int row = currentBigRow();
-    if (row < 0)
-        return;
-    if (!CCommand::sendMsg(m_msg, m_logger, QStringLiteral("Terminate BIG"),
-                           {{QStringLiteral("big_id"), bigIdAt(row).toUInt()}}))
-        CCommand::logSendFailed(m_logger, QStringLiteral("Terminate BIG"));
+    sendForCurrentBig(QStringLiteral("Terminate BIG"));
 }
 
 // The reason is not shown: whatever ended the BIG, its pages go.

@@ -2,15 +2,15 @@
 
 #include <QByteArray>
 
+#include "iso/slavebigdatatablemodel.h"
 #include "iso/cbigpage.h"
 #include "schema/uplinkdispatch.h"
 
-class SlaveBigDataTableModel;
 class SlaveBIGParaDialog;
 
 // The sending side of a broadcast: BIGs to run on the periodic advertising set that the page
 // was opened for, and a sending stream page per BIS of a running BIG.
-class SlaveBIGWidget : public CBigPage
+class SlaveBIGWidget : public CBigPageOf<SlaveBigDataTableModel>
 {
     Q_OBJECT
     Q_DISABLE_COPY(SlaveBIGWidget)
@@ -22,7 +22,6 @@ public:
     // The advertising set, in decimal, that BIGs defined from now on run on.
     void setAdvIndex(const QString& index) { advIndex = index; }
     QString advertisingIndex() const { return advIndex; }
-    SlaveBigDataTableModel* bigModel() const { return m_bigModel; }
 
     void onRcvMsg(const QByteArray& rcvMsg);
     // From the dialog, connected by pointer.
@@ -35,20 +34,12 @@ public slots:
     void on_toolButton_terminateBIG_clicked();
     void on_toolButton_createBIG_clicked();
 
-protected:
-    int bigCount() const override;
-    QString bigIdAt(int row) const override;
-    bool bigCreatedAt(int row) const override;
-    void setBigCreated(int row) override;
-    void removeBigRecord(int row) override;
-
 private:
     void fillProcTable();
     void createBigProc(const QByteArray& frame);
     void terminateBigProc(const QByteArray& frame);
 
     UplinkTable<SlaveBIGWidget> procTable;
-    SlaveBigDataTableModel* m_bigModel = nullptr;
     QString advIndex;
     SlaveBIGParaDialog* m_bigParameterDialog = nullptr;
 };
