@@ -79,6 +79,9 @@ void manageCISWidget::setBroadcastReceiver(bool receiver)
 {
     ui->groupBox_receive->setVisible(receiver);
     ui->groupBox_send->setVisible(!receiver);
+    // A sender alone gives the room of the received table to the data it types.
+    if (!receiver)
+        ui->textEdit_sendData->setMaximumHeight(QWIDGETSIZE_MAX);
 }
 
 QString manageCISWidget::receiveDir() const
