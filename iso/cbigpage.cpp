@@ -57,7 +57,10 @@ CBigPage::CBigPage(CMsg* msg, LogManager* logger, FieldValueMap* settings, const
         toolButton_addBIS = makeButton(tables, "toolButton_addBIS", QStringLiteral("Add BIS"), ":/icons/add");
         toolButton_editBIS = makeButton(tables, "toolButton_editBIS", QStringLiteral("Edit BIS"), ":/icons/edit");
         toolButton_removeBIS = makeButton(tables, "toolButton_removeBIS", QStringLiteral("Remove BIS"), ":/icons/remove");
+        // Each waits for a BIS row to act on.
         toolButton_addBIS->setEnabled(false);
+        toolButton_editBIS->setEnabled(false);
+        toolButton_removeBIS->setEnabled(false);
     }
     tableView_BIG = new CFlatTableView(tables);
     tableView_BIG->setObjectName(QStringLiteral("tableView_BIG"));
